@@ -1,0 +1,32 @@
+#!/bin/sh
+# Runs a Windows program of the cross build under Wine, headless and quiet.
+# Usage: wine-run.sh PREFIX ARCH PROGRAM [ARGS...]   (ARCH: x86_64 or i686)
+# The runtime DLLs are copied beside the programs by the build, so no WINEPATH
+# is needed. Standard input is closed: nothing may wait for a console.
+prefix=$1
+arch=$2
+shift 2
+
+export WINEPREFIX="$prefix"
+export WINEDEBUG=-all
+export WINEDLLOVERRIDES="mscoree=d;mshtml=d;winemenubuilder.exe=d"
+unset DISPLAY WAYLAND_DISPLAY
+
+case $arch in
+  x86_64) loader=/usr/lib/wine/wine64 ;;
+  *) loader=$(command -v wine || echo /usr/lib/wine/wine) ;;
+esac
+server=/usr/lib/wine/wineserver
+[ -x "$server" ] || server=$(command -v wineserver)
+
+# The first run makes the prefix; parallel runs wait for it.
+if [ ! -f "$prefix/system.reg" ]; then
+  mkdir -p "$(dirname "$prefix")"
+  flock "$prefix.lock" sh -c "[ -f '$prefix/system.reg' ] || '$loader' wineboot -i" \
+    </dev/null >/dev/null 2>&1
+fi
+# A persistent server keeps later starts fast; its output must not hold any
+# pipe of the caller open.
+"$server" -p30 </dev/null >/dev/null 2>&1 &
+
+exec "$loader" "$@" </dev/null

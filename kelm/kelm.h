@@ -1,0 +1,15 @@
+// kelm-lib: every public header.
+#ifndef KELM_KELM_H_
+#define KELM_KELM_H_
+
+#include "kelm/port/win_types.h"
+
+#include "kelm/frame/dlls.h"
+#include "kelm/frame/fatal_terminator.h"
+#include "kelm/frame/global_vars.h"
+#include "kelm/frame/kelm_lib_instance.h"
+#include "kelm/frame/startup.h"
+#include "kelm/frame/sync.h"
+#include "kelm/frame/thread.h"
+
+#endif  // KELM_KELM_H_
