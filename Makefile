@@ -6,7 +6,8 @@
 
 JOBS ?= 2
 BUILD ?= build
-MINIZIP_SRC := $(CURDIR)/$(BUILD)/minizip-src
+# Fetched by scripts/install-deps.sh; shared by every build folder.
+MINIZIP_SRC := $(CURDIR)/build/minizip-src
 CMAKE_COMMON := -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 CTEST := ctest --output-on-failure -j $(JOBS)
 WINE_PREFIX := $(CURDIR)/$(BUILD)/win64/wineprefix
@@ -56,9 +57,9 @@ test-linux: linux
 test-asan: asan
 	cd $(BUILD)/asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 $(CTEST)
 
-TSAN_TESTS ?= frame|threadpool|variant
+TSAN_AREAS ?= frame|threadpool|variant
 test-tsan: tsan
-	cd $(BUILD)/tsan && TSAN_OPTIONS=halt_on_error=1 $(CTEST) -R '$(TSAN_TESTS)'
+	cd $(BUILD)/tsan && TSAN_OPTIONS=halt_on_error=1 $(CTEST) -L '$(TSAN_AREAS)'
 
 # One persistent wineserver for the run, started with its output away from
 # any captured pipe, and stopped afterwards.

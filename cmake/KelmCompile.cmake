@@ -56,8 +56,10 @@ function(kelm_add_area_tests area)
     # One Wine process per program: starting Wine per test case would cost
     # more than the tests themselves.
     add_test(NAME ${area} COMMAND ${target})
+    set_tests_properties(${area} PROPERTIES LABELS ${area})
   else()
     include(GoogleTest)
-    gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
+    gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+                         PROPERTIES LABELS ${area})
   endif()
 endfunction()
