@@ -1,0 +1,11 @@
+// The demo's sections, one per area of the library.
+#ifndef KELM_TOOLS_DEMO_H_
+#define KELM_TOOLS_DEMO_H_
+
+namespace kelm::tools {
+
+void DemoFrame();
+
+}  // namespace kelm::tools
+
+#endif  // KELM_TOOLS_DEMO_H_
