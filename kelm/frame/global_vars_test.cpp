@@ -1,0 +1,384 @@
+#include "kelm/frame/global_vars.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "kelm/frame/dlls.h"
+#include "kelm/frame/kelm_lib_instance.h"
+#include "kelm/frame/testing/second_module.h"
+#include "kelm/frame/thread.h"
+#include "kelm/port/module.h"
+#include "kelm/port/sync.h"
+#include "kelm/port/thread_local_storage.h"
+
+namespace {
+
+std::atomic<int> live_tracked{0};
+
+struct Tracked {
+  Tracked() { ++live_tracked; }
+  virtual ~Tracked() { --live_tracked; }
+  int value = 0;
+};
+
+struct TrackedChild : Tracked {
+  static inline std::atomic<int> destroyed{0};
+  ~TrackedChild() override { ++destroyed; }
+};
+
+GVars::GlobalVarRegistrator<Tracked> tracked;
+// Enough variables for the index tests below, whatever the library registers.
+GVars::GlobalVarRegistrator<int> filler[6];
+
+HINSTANCE Library() { return kelm::port::LibraryModule(); }
+
+GVars::ThreadGlobalVars* ThisThreadVars() {
+  return GVars::GetThreadGlobalVarsFromTLS(GlobalVariablesTLS::TlsIndex(), false);
+}
+
+// Runs `body` in a new thread and waits until that thread has ended.
+template <class Body>
+void InThread(Body body) {
+  std::thread thread(body);
+  thread.join();
+}
+
+// Registers an allocator credited to a made-up module, so that no real
+// thread detach destroys its variables; the tests clean up themselves.
+HINSTANCE FakeModule() {
+  static int anchor;
+  return reinterpret_cast<HINSTANCE>(&anchor);
+}
+
+template <class Allocator>
+int RegisterForFakeModule() {
+  return GVars::GlobalVarAllocatorsRegistry::Instance().RegisterGlobalVarAllocator(
+      new Allocator(FakeModule()));
+}
+
+void* Fetch(int index) {
+  return GVars::GetThreadGlobalVarsFromTLS(GlobalVariablesTLS::TlsIndex(), true)->GetPVar(index);
+}
+
+TEST(ThreadGlobalVars, FetchCreatesOncePerThread) {
+  InThread([] {
+    ASSERT_EQ(ThisThreadVars(), nullptr);
+    Tracked* first = tracked.Get();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(tracked.Get(), first);
+    first->value = 7;
+
+    Tracked* other = nullptr;
+    InThread([&] { other = tracked.Get(); });
+    EXPECT_NE(other, first);
+    EXPECT_EQ(tracked.Get()->value, 7);
+  });
+}
+
+TEST(ThreadGlobalVars, GetPVarIndexRules) {
+  InThread([] {
+    GVars::ThreadGlobalVars* vars = GVars::GetThreadGlobalVarsFromTLS(GlobalVariablesTLS::TlsIndex(), true);
+    EXPECT_EQ(vars->GetPVar(-1), nullptr);
+    EXPECT_EQ(vars->Size(), 0);
+    const int index = filler[5].Index();
+    ASSERT_GE(index, 5);
+    EXPECT_NE(vars->GetPVar(index), nullptr);
+    EXPECT_EQ(vars->Size(), index + 1);
+    EXPECT_EQ(vars->Count(), 1);
+  });
+}
+
+TEST(ThreadGlobalVars, ThreadWithoutVariables) {
+  InThread([] {
+    EXPECT_TRUE(GlobalVariablesTLS::DestroyThreadGlobalVars(Library()));
+    EXPECT_FALSE(GlobalVariablesTLS::DestroyGlobalVar(Library(), tracked.Index()));
+    EXPECT_EQ(ThisThreadVars(), nullptr);
+  });
+}
+
+unsigned long __stdcall FetchTracked(void*) {
+  tracked.Get();
+  return 0;
+}
+
+TEST(ThreadGlobalVars, DestroyedWhenTheThreadEnds) {
+  const int before = live_tracked;
+  InThread([] {
+    tracked.Get();
+    filler[0].Get();
+  });
+  EXPECT_EQ(live_tracked, before);
+
+  // The same through the library's own threads.
+  Thread thread(&FetchTracked, nullptr, false, true);
+  kelm::port::WaitForObject(thread.Handle(), INFINITE);
+  EXPECT_EQ(live_tracked, before);
+}
+
+TEST(ThreadGlobalVars, ManyThreadsEachGetTheirOwn) {
+  const int before = live_tracked;
+  std::vector<std::thread> threads;
+  std::atomic<int> distinct{0};
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&, i] {
+      Tracked* mine = tracked.Get();
+      mine->value = i;
+      for (int k = 0; k < 1000; ++k) ASSERT_EQ(tracked.Get(), mine);
+      if (tracked.Get()->value == i) ++distinct;
+    });
+  }
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(distinct, 8);
+  EXPECT_EQ(live_tracked, before);
+}
+
+TEST(ThreadGlobalVars, DestroyGlobalVarDeletesTheTableWithTheLastVariable) {
+  InThread([] {
+    tracked.Get();
+    filler[1].Get();
+    EXPECT_TRUE(GlobalVariablesTLS::DestroyGlobalVar(Library(), tracked.Index()));
+    ASSERT_NE(ThisThreadVars(), nullptr);
+    EXPECT_EQ(ThisThreadVars()->Count(), 1);
+    EXPECT_FALSE(GlobalVariablesTLS::DestroyGlobalVar(Library(), tracked.Index()));
+    EXPECT_FALSE(GlobalVariablesTLS::DestroyGlobalVar(FakeModule(), filler[1].Index()));
+    EXPECT_TRUE(GlobalVariablesTLS::DestroyGlobalVar(Library(), filler[1].Index()));
+    EXPECT_EQ(ThisThreadVars(), nullptr);
+  });
+}
+
+TEST(ThreadGlobalVars, ThreadDetachDestroysOnlyTheModulesOwnVariables) {
+  static const int fake_index = RegisterForFakeModule<GVars::DefaultGlobalVarAllocator<Tracked>>();
+  const int before = live_tracked;
+  InThread([&] {
+    tracked.Get();
+    Fetch(fake_index);
+    EXPECT_EQ(live_tracked, before + 2);
+
+    EXPECT_TRUE(GlobalVariablesTLS::DestroyThreadGlobalVars(Library()));
+    EXPECT_EQ(live_tracked, before + 1);
+    ASSERT_NE(ThisThreadVars(), nullptr);
+    EXPECT_EQ(ThisThreadVars()->Count(), 1);
+
+    EXPECT_TRUE(GlobalVariablesTLS::DestroyThreadGlobalVars(FakeModule()));
+    EXPECT_EQ(live_tracked, before);
+    EXPECT_EQ(ThisThreadVars(), nullptr);
+  });
+}
+
+// Fails the first destruction by throwing, then destroys normally.
+class ThrowOnceAllocator : public GVars::DefaultGlobalVarAllocator<Tracked> {
+ public:
+  using DefaultGlobalVarAllocator::DefaultGlobalVarAllocator;
+  void DestroyVar(void* var) override {
+    if (!thrown_) {
+      thrown_ = true;
+      throw std::runtime_error("refused");
+    }
+    DefaultGlobalVarAllocator::DestroyVar(var);
+  }
+
+ private:
+  bool thrown_ = false;
+};
+
+TEST(ThreadGlobalVars, ThrowingDestructionIsSwallowedAndTheVariableStays) {
+  static const int index = RegisterForFakeModule<ThrowOnceAllocator>();
+  const int before = live_tracked;
+  InThread([] {
+    Fetch(index);
+    EXPECT_FALSE(GlobalVariablesTLS::DestroyThreadGlobalVars(FakeModule()));
+    ASSERT_NE(ThisThreadVars(), nullptr);
+    EXPECT_EQ(ThisThreadVars()->Count(), 1);
+    EXPECT_TRUE(GlobalVariablesTLS::DestroyThreadGlobalVars(FakeModule()));
+    EXPECT_EQ(ThisThreadVars(), nullptr);
+  });
+  EXPECT_EQ(live_tracked, before);
+}
+
+TEST(ThreadGlobalVars, SecondModuleVariablesLiveUntilItsOwnDetach) {
+  ASSERT_NE(SecondModuleHandle(), nullptr);
+  ASSERT_NE(SecondModuleHandle(), Library());
+  const int before = live_tracked;
+  InThread([&] {
+    tracked.Get();
+    EXPECT_EQ(SecondModuleTouch(), 1);
+    EXPECT_EQ(SecondModuleTouch(), 2);
+    EXPECT_EQ(SecondModuleLiveVars(), 1);
+
+    // kelm-lib's detach leaves the other module's variable and the table.
+    EXPECT_TRUE(GlobalVariablesTLS::DestroyThreadGlobalVars(Library()));
+    EXPECT_EQ(live_tracked, before);
+    EXPECT_EQ(SecondModuleLiveVars(), 1);
+    ASSERT_NE(ThisThreadVars(), nullptr);
+    EXPECT_EQ(ThisThreadVars()->Count(), 1);
+    tracked.Get();  // and the thread goes on using the library
+  });
+  // At the thread's end each module destroyed its own.
+  EXPECT_EQ(SecondModuleLiveVars(), 0);
+  EXPECT_EQ(live_tracked, before);
+}
+
+TEST(ThreadGlobalVars, ManyThreadsAcrossModules) {
+  const int before = live_tracked;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 6; ++i) {
+    threads.emplace_back([] {
+      tracked.Get();
+      SecondModuleTouch();
+    });
+  }
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(SecondModuleLiveVars(), 0);
+  EXPECT_EQ(live_tracked, before);
+}
+
+TEST(GlobalVarRegistrator, UnloadDestroysTheUnloadingThreadsInstanceAndTheAllocator) {
+  const int before = live_tracked;
+  TrackedChild::destroyed = 0;
+  InThread([&] {
+    auto registrator = std::make_unique<GVars::GlobalVarRegistrator<TrackedChild>>();
+    const int index = registrator->Index();
+    ASSERT_NE(registrator->Get(), nullptr);
+    EXPECT_EQ(GVars::GlobalVarAllocatorsRegistry::Instance().ModuleHandle(index), Library());
+    registrator.reset();
+    // Destroyed through the virtual destructor.
+    EXPECT_EQ(TrackedChild::destroyed, 1);
+    EXPECT_EQ(live_tracked, before);
+    // The index stays dead: nothing is created, nothing cached.
+    EXPECT_EQ(GVars::GlobalVarAllocatorsRegistry::Instance().ModuleHandle(index), nullptr);
+    EXPECT_EQ(Fetch(index), nullptr);
+    EXPECT_EQ(Fetch(index), nullptr);
+  });
+}
+
+TEST(GlobalVarAllocatorsRegistry, IndicesAndOwnershipRules) {
+  auto& registry = GVars::GlobalVarAllocatorsRegistry::Instance();
+  const int a = RegisterForFakeModule<GVars::BoolVarAllocator>();
+  const int b = RegisterForFakeModule<GVars::BoolVarAllocator>();
+  EXPECT_EQ(b, a + 1);
+  EXPECT_EQ(registry.ModuleHandle(a), FakeModule());
+
+  void* var = registry.CreateVar(a);
+  EXPECT_FALSE(registry.DestroyVar(FakeModule(), a, nullptr));
+  EXPECT_FALSE(registry.DestroyVar(Library(), a, var));
+  EXPECT_TRUE(registry.DestroyVar(FakeModule(), a, var));
+
+  EXPECT_FALSE(registry.DestroyAllocator(FakeModule(), -1));
+  EXPECT_FALSE(registry.DestroyAllocator(FakeModule(), b + 1000));
+  EXPECT_FALSE(registry.DestroyAllocator(Library(), a));
+  EXPECT_TRUE(registry.DestroyAllocator(FakeModule(), a));
+  EXPECT_FALSE(registry.DestroyAllocator(FakeModule(), a));
+  EXPECT_EQ(registry.CreateVar(a), nullptr);
+  EXPECT_EQ(registry.ModuleHandle(a), nullptr);
+  EXPECT_TRUE(registry.DestroyAllocator(FakeModule(), b));
+}
+
+TEST(GlobalVarAllocatorsRegistry, OutOfRangeIndexEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(GVars::GlobalVarAllocatorsRegistry::Instance().CreateVar(1 << 20), "");
+}
+
+TEST(Allocators, InitialValuesAndDestruction) {
+  GVars::BoolVarAllocator bools(FakeModule());
+  GVars::BufWritesAllocator buf_writes(FakeModule());
+  GVars::TrnHandleAllocator handles(FakeModule());
+  GVars::LongVarAllocator longs(FakeModule());
+  EXPECT_EQ(bools.ModuleHandle(), FakeModule());
+
+  void* b = bools.CreateVar();
+  EXPECT_FALSE(*static_cast<bool*>(b));
+  bools.DestroyVar(b);
+
+  void* w = buf_writes.CreateVar();
+  EXPECT_TRUE(*static_cast<bool*>(w));
+  buf_writes.DestroyVar(w);
+
+  void* h = handles.CreateVar();
+  EXPECT_EQ(*static_cast<HANDLE*>(h), INVALID_HANDLE_VALUE);
+  handles.DestroyVar(h);
+  // An open handle is closed with the variable (the sanitizer build reports
+  // it otherwise).
+  h = handles.CreateVar();
+  *static_cast<HANDLE*>(h) = kelm::port::CreateSemaphoreObject(0, 1);
+  handles.DestroyVar(h);
+
+  // The long sits at the start of a 61440-byte block, all of it usable.
+  void* l = longs.CreateVar();
+  EXPECT_EQ(*static_cast<long*>(l), 0);
+  std::memset(l, 0x5A, 0xF000);
+  longs.DestroyVar(l);
+}
+
+TEST(Allocators, AbortedTransactionCounterIsReported) {
+  GVars::TrnCntAllocator counters(FakeModule());
+  void* open = counters.CreateVar();
+  EXPECT_EQ(*static_cast<int*>(open), 0);
+  *static_cast<int*>(open) = 3;
+  testing::internal::CaptureStdout();
+  counters.DestroyVar(open);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Транзакция прервана!\n");
+  EXPECT_EQ(std::strlen("Транзакция прервана!\n"), 21u);  // Windows-1251: one byte a letter
+
+  testing::internal::CaptureStdout();
+  counters.DestroyVar(counters.CreateVar());
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST(GlobalVariablesTLS, MissingSlotIsAllocatedOnFetch) {
+  const unsigned long saved = GlobalVariablesTLS::TlsIndex();
+  InThread([&] {
+    GlobalVariablesTLS::SetTlsIndex(TLS_OUT_OF_INDEXES);
+    EXPECT_EQ(GVars::GetThreadGlobalVarsFromTLS(TLS_OUT_OF_INDEXES, false), nullptr);
+    const unsigned long fresh = GlobalVariablesTLS::TlsIndex();
+    EXPECT_NE(fresh, TLS_OUT_OF_INDEXES);
+    EXPECT_NE(fresh, saved);
+    EXPECT_TRUE(GlobalVariablesTLS::Initialize());  // a slot exists: nothing new
+    EXPECT_EQ(GlobalVariablesTLS::TlsIndex(), fresh);
+    EXPECT_TRUE(GlobalVariablesTLS::Uninitialize());
+    EXPECT_EQ(GlobalVariablesTLS::TlsIndex(), TLS_OUT_OF_INDEXES);
+    GlobalVariablesTLS::SetTlsIndex(saved);
+  });
+}
+
+TEST(RegistratorCounter, CountsLiveRegistrators) {
+  auto& counter = GVars::RegistratorCounter::Instance();
+  const int live = counter.Inc();
+  EXPECT_GT(live, 1);  // the library's and this program's registrators
+  EXPECT_EQ(counter.Dec(), live - 1);
+  {
+    GVars::GlobalVarRegistrator<Tracked> one_more;
+    EXPECT_EQ(counter.Inc(), live + 1);
+    counter.Dec();
+  }
+  EXPECT_EQ(counter.Inc(), live);
+  counter.Dec();
+}
+
+TEST(Startup, LibraryRegisteredItself) {
+  EXPECT_EQ(KlbUtils::KelmLibInstance::ModuleHandle(), Library());
+  EXPECT_GE(RegisteredDLLs.Find(Library()), 0);
+  EXPECT_NE(GlobalVariablesTLS::TlsIndex(), TLS_OUT_OF_INDEXES);
+}
+
+TEST(DLLs, FindAndRemove) {
+  DLLs list;
+  HINSTANCE a = Library();
+  HINSTANCE b = SecondModuleHandle();
+  list.Add(a);
+  list.Add(b);
+  list.Add(a);
+  EXPECT_EQ(list.Find(b), 1);
+  EXPECT_TRUE(list.Remove(a));
+  EXPECT_EQ(list.Count(), 2);
+  EXPECT_EQ(list[0], b);
+  EXPECT_EQ(list.Find(a), 1);
+  EXPECT_FALSE(list.Remove(FakeModule()));
+}
+
+}  // namespace
