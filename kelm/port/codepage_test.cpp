@@ -1,0 +1,33 @@
+#include "kelm/port/codepage.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace kelm::port {
+namespace {
+
+TEST(CodepageTest, Windows1251ToUtf16) {
+  EXPECT_EQ(Cp1251ToUtf16("Aя"), u"Aя");
+  EXPECT_EQ(Cp1251ToUtf16("\xC0\xDF\xE0\xFF"), u"АЯая");
+  EXPECT_EQ(Cp1251ToUtf16("\xA8\xB8\xB9\x88\x98"), u"Ёё№€\u0098");
+  EXPECT_EQ(Cp1251ToUtf16(std::string("a\0b", 3)), std::u16string(u"a\0b", 3));
+  EXPECT_EQ(Cp1251ToUtf16(""), u"");
+}
+
+TEST(CodepageTest, EveryByteComesBack) {
+  std::string all;
+  for (int b = 1; b < 256; ++b) all.push_back(static_cast<char>(b));
+  const std::u16string wide = Cp1251ToUtf16(all);
+  ASSERT_EQ(wide.size(), all.size());
+  EXPECT_EQ(Utf16ToCp1251(wide), all);
+}
+
+TEST(CodepageTest, MissingCharactersBecomeQuestionMarks) {
+  EXPECT_EQ(Utf16ToCp1251(u"Ошибка!"), "Ошибка!");
+  EXPECT_EQ(Utf16ToCp1251(u"中é"), "??");
+  EXPECT_EQ(Utf16ToCp1251(u"a\U0001F600b"), "a??b");
+}
+
+}  // namespace
+}  // namespace kelm::port
