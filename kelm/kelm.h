@@ -12,4 +12,6 @@
 #include "kelm/frame/sync.h"
 #include "kelm/frame/thread.h"
 
+#include "kelm/text/char_classes.h"
+
 #endif  // KELM_KELM_H_
