@@ -65,6 +65,8 @@ void Dispatch(const char* text, long okAllKey) {
 
 namespace KelmErrors::internal {
 
+const char kDefaultCodeFormat[] = "Ошибка с кодом %X";
+
 void FormatCut(char* out, size_t maxChars, const char* format, va_list args) {
   if (format == nullptr) {
     out[0] = '\0';

@@ -81,7 +81,8 @@ KelmErrors::ErrorText* SysErrorMsgBuf(KelmErrors::ErrorText* buffer, const char*
 
 namespace KelmErrors::internal {
 
-inline constexpr char kDefaultCodeFormat[] = "Ошибка с кодом %X";
+// "Ошибка с кодом %X"
+extern const char kDefaultCodeFormat[];
 
 // printf into `out` with room for `maxChars` characters, as the runtime's
 // _vsnprintf: on overflow the byte at `maxChars` is set to NUL. A null format

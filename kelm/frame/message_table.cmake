@@ -9,6 +9,7 @@
 # it writes one generated file.
 
 if(CMAKE_SCRIPT_MODE_FILE)
+  get_filename_component(source_name ${SOURCE} NAME)
   file(READ ${SOURCE} content)
   # Keep semicolons and brackets away from CMake's list splitting.
   string(REPLACE ";" "@SEMICOLON@" content "${content}")
@@ -18,9 +19,9 @@ if(CMAKE_SCRIPT_MODE_FILE)
   string(REPLACE "\n" ";" lines "${content}")
 
   if(FORMAT STREQUAL "rc")
-    set(out "// Generated from ${SOURCE}; do not edit.\n#pragma code_page(65001)\n\nSTRINGTABLE\nBEGIN\n")
+    set(out "// Generated from ${source_name}; do not edit.\n#pragma code_page(65001)\n\nSTRINGTABLE\nBEGIN\n")
   else()
-    set(out "// Generated from ${SOURCE}; do not edit.\n#include \"kelm/frame/message_table.h\"\n\nnamespace {\n\nconst MessageTableEntry kMessages[] = {\n")
+    set(out "// Generated from ${source_name}; do not edit.\n#include \"kelm/frame/message_table.h\"\n\nnamespace {\n\nconst MessageTableEntry kMessages[] = {\n")
   endif()
   set(count 0)
   foreach(line IN LISTS lines)
