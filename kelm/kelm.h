@@ -13,5 +13,6 @@
 #include "kelm/frame/thread.h"
 
 #include "kelm/text/char_classes.h"
+#include "kelm/text/string.h"
 
 #endif  // KELM_KELM_H_
