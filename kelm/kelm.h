@@ -17,5 +17,7 @@
 #include "kelm/frame/thread.h"
 
 #include "kelm/text/char_classes.h"
+#include "kelm/text/number_text.h"
+#include "kelm/text/string.h"
 
 #endif  // KELM_KELM_H_
