@@ -224,9 +224,10 @@ TEST_F(ErrorsTest, PoliciesAreOwnedByTheMessager) {
   bool policy_deleted = false;
   bool force_deleted = false;
   std::vector<Seen> other_log;
+  ErrorMessager* const main_messager = &messager();
   std::thread([&] {
     ErrorMessager& own = ErrorMessager::Instance();
-    EXPECT_NE(&own, &messager());
+    EXPECT_NE(&own, main_messager);
     EXPECT_EQ(own.ErrorPolicy(), nullptr);
     own.Reset(new RecordingPolicy(&other_log, &policy_deleted));
     own.ForcePolicyReset(new RecordingPolicy(&other_log, &force_deleted));
