@@ -5,6 +5,7 @@
 namespace kelm::tools {
 
 void DemoFrame();
+void DemoErrors();
 
 }  // namespace kelm::tools
 
