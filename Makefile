@@ -8,7 +8,8 @@ JOBS ?= 2
 BUILD ?= build
 # Fetched by scripts/install-deps.sh; shared by every build folder.
 MINIZIP_SRC := $(CURDIR)/build/minizip-src
-CMAKE_COMMON := -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
+CMAKE_COMMON = -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  $(if $(shell command -v ccache),-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 CTEST := ctest --output-on-failure -j $(JOBS)
 WINE_PREFIX := $(CURDIR)/$(BUILD)/win64/wineprefix
 
@@ -34,9 +35,11 @@ asan:
 	cmake -S . -B $(BUILD)/asan $(CMAKE_COMMON) -DKELM_SANITIZE=address,undefined -DKELM_BUILD_TOOLS=OFF >/dev/null
 	cmake --build $(BUILD)/asan -j $(JOBS)
 
-# ThreadSanitizer over the parts that run threads.
+# ThreadSanitizer over the areas that run threads.
+TSAN_AREAS ?= frame;threadpool;variant
 tsan:
-	cmake -S . -B $(BUILD)/tsan $(CMAKE_COMMON) -DKELM_SANITIZE=thread -DKELM_BUILD_TOOLS=OFF >/dev/null
+	cmake -S . -B $(BUILD)/tsan $(CMAKE_COMMON) -DKELM_SANITIZE=thread -DKELM_BUILD_TOOLS=OFF \
+	  "-DKELM_TEST_AREAS=$(TSAN_AREAS)" >/dev/null
 	cmake --build $(BUILD)/tsan -j $(JOBS)
 
 win64:
@@ -57,9 +60,8 @@ test-linux: linux
 test-asan: asan
 	cd $(BUILD)/asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 $(CTEST)
 
-TSAN_AREAS ?= frame|threadpool|variant
 test-tsan: tsan
-	cd $(BUILD)/tsan && TSAN_OPTIONS=halt_on_error=1 $(CTEST) -L '$(TSAN_AREAS)'
+	cd $(BUILD)/tsan && TSAN_OPTIONS=halt_on_error=1 $(CTEST)
 
 # One persistent wineserver for the run, started with its output away from
 # any captured pipe, and stopped afterwards.
