@@ -56,11 +56,19 @@ HINSTANCE FakeModule() {
   return reinterpret_cast<HINSTANCE>(&anchor);
 }
 
+// An allocator of the made-up module, deleted again at the end of its scope.
 template <class Allocator>
-int RegisterForFakeModule() {
-  return GVars::GlobalVarAllocatorsRegistry::Instance().RegisterGlobalVarAllocator(
-      new Allocator(FakeModule()));
-}
+class FakeRegistration {
+ public:
+  FakeRegistration()
+      : index_(GVars::GlobalVarAllocatorsRegistry::Instance().RegisterGlobalVarAllocator(
+            new Allocator(FakeModule()))) {}
+  ~FakeRegistration() { GlobalVariablesTLS::DestroyAllocator(FakeModule(), index_); }
+  int index() const { return index_; }
+
+ private:
+  int index_;
+};
 
 void* Fetch(int index) {
   return GVars::GetThreadGlobalVarsFromTLS(GlobalVariablesTLS::TlsIndex(), true)->GetPVar(index);
@@ -153,11 +161,11 @@ TEST(ThreadGlobalVars, DestroyGlobalVarDeletesTheTableWithTheLastVariable) {
 }
 
 TEST(ThreadGlobalVars, ThreadDetachDestroysOnlyTheModulesOwnVariables) {
-  static const int fake_index = RegisterForFakeModule<GVars::DefaultGlobalVarAllocator<Tracked>>();
+  FakeRegistration<GVars::DefaultGlobalVarAllocator<Tracked>> fake;
   const int before = live_tracked;
   InThread([&] {
     tracked.Get();
-    Fetch(fake_index);
+    Fetch(fake.index());
     EXPECT_EQ(live_tracked, before + 2);
 
     EXPECT_TRUE(GlobalVariablesTLS::DestroyThreadGlobalVars(Library()));
@@ -188,10 +196,10 @@ class ThrowOnceAllocator : public GVars::DefaultGlobalVarAllocator<Tracked> {
 };
 
 TEST(ThreadGlobalVars, ThrowingDestructionIsSwallowedAndTheVariableStays) {
-  static const int index = RegisterForFakeModule<ThrowOnceAllocator>();
+  FakeRegistration<ThrowOnceAllocator> throwing;
   const int before = live_tracked;
-  InThread([] {
-    Fetch(index);
+  InThread([&] {
+    Fetch(throwing.index());
     EXPECT_FALSE(GlobalVariablesTLS::DestroyThreadGlobalVars(FakeModule()));
     ASSERT_NE(ThisThreadVars(), nullptr);
     EXPECT_EQ(ThisThreadVars()->Count(), 1);
@@ -254,13 +262,18 @@ TEST(GlobalVarRegistrator, UnloadDestroysTheUnloadingThreadsInstanceAndTheAlloca
     EXPECT_EQ(GVars::GlobalVarAllocatorsRegistry::Instance().ModuleHandle(index), nullptr);
     EXPECT_EQ(Fetch(index), nullptr);
     EXPECT_EQ(Fetch(index), nullptr);
+    // A table left with no live variable is kept; one that lives again is
+    // freed at the thread's end.
+    tracked.Get();
   });
 }
 
 TEST(GlobalVarAllocatorsRegistry, IndicesAndOwnershipRules) {
   auto& registry = GVars::GlobalVarAllocatorsRegistry::Instance();
-  const int a = RegisterForFakeModule<GVars::BoolVarAllocator>();
-  const int b = RegisterForFakeModule<GVars::BoolVarAllocator>();
+  FakeRegistration<GVars::BoolVarAllocator> first;
+  FakeRegistration<GVars::BoolVarAllocator> second;
+  const int a = first.index();
+  const int b = second.index();
   EXPECT_EQ(b, a + 1);
   EXPECT_EQ(registry.ModuleHandle(a), FakeModule());
 
@@ -277,6 +290,7 @@ TEST(GlobalVarAllocatorsRegistry, IndicesAndOwnershipRules) {
   EXPECT_EQ(registry.CreateVar(a), nullptr);
   EXPECT_EQ(registry.ModuleHandle(a), nullptr);
   EXPECT_TRUE(registry.DestroyAllocator(FakeModule(), b));
+  EXPECT_FALSE(registry.DestroyAllocator(FakeModule(), b));
 }
 
 TEST(GlobalVarAllocatorsRegistry, OutOfRangeIndexEndsTheProcess) {
