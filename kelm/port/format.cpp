@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <cwchar>
 
 namespace kelm::port {
 namespace {
@@ -259,6 +260,33 @@ void FormatString(Sink& out, const Spec& spec, va_list* args) {
   Emit(out, spec, "", 0, 0, s, n, false);
 }
 
+// Wide texts and characters (%ls, %lc): wchar_t differs between the
+// platforms and nothing maps it to Windows-1251 here, so ASCII passes and
+// every other unit becomes '?'.
+void FormatWide(Sink& out, const Spec& spec, va_list* args) {
+  char narrow[64];
+  auto to_byte = [](wchar_t w) { return w >= 0 && w < 0x80 ? static_cast<char>(w) : '?'; };
+  if (spec.conversion == 'c') {
+    narrow[0] = to_byte(static_cast<wchar_t>(va_arg(*args, std::wint_t)));
+    Emit(out, spec, "", 0, 0, narrow, 1, false);
+    return;
+  }
+  const wchar_t* s = va_arg(*args, const wchar_t*);
+  if (s == nullptr) s = L"(null)";
+  const std::size_t limit = spec.precision < 0 ? SIZE_MAX : static_cast<std::size_t>(spec.precision);
+  std::size_t n = 0;
+  while (n < limit && s[n] != 0) ++n;
+  const std::size_t width = static_cast<std::size_t>(spec.width);
+  const std::size_t pad = width > n ? width - n : 0;
+  if (!spec.left) out.Pad(' ', pad);
+  for (std::size_t done = 0; done < n;) {
+    std::size_t chunk = 0;
+    for (; chunk < sizeof narrow && done < n; ++chunk, ++done) narrow[chunk] = to_byte(s[done]);
+    out.Put(narrow, chunk);
+  }
+  if (spec.left) out.Pad(' ', pad);
+}
+
 void FormatPointer(Sink& out, const Spec& spec, va_list* args) {
   std::uintptr_t v = reinterpret_cast<std::uintptr_t>(va_arg(*args, void*));
   char digits[2 * sizeof(void*)];
@@ -360,11 +388,21 @@ int FormatBounded(char* buffer, std::size_t count, const char* format, va_list a
     switch (spec.conversion) {
       case '%': out.Put('%'); break;
       case 'c': {
+        if (spec.length == Length::kLong) {
+          FormatWide(out, spec, &ap);
+          break;
+        }
         const char c = static_cast<char>(va_arg(ap, int));
         Emit(out, spec, "", 0, 0, &c, 1, false);
         break;
       }
-      case 's': FormatString(out, spec, &ap); break;
+      case 's':
+        if (spec.length == Length::kLong) {
+          FormatWide(out, spec, &ap);
+        } else {
+          FormatString(out, spec, &ap);
+        }
+        break;
       case 'p': FormatPointer(out, spec, &ap); break;
       case 'd': case 'i': case 'o': case 'u': case 'x': case 'X': FormatInteger(out, spec, &ap); break;
       default: FormatFloat(out, spec, &ap); break;

@@ -18,6 +18,7 @@ namespace kelm::port {
 // - %p prints the pointer in upper-case hex padded to 2*sizeof(void*) digits,
 //   without "0x", as the Windows runtime does;
 // - %Lf is formatted with double precision;
+// - %ls and %lc write ASCII units as they are and any other unit as '?';
 // - %n and unknown conversions consume no argument and are copied as written;
 // - a null `format`, or a null `buffer` with a non-zero `count`, returns -1.
 int FormatBounded(char* buffer, std::size_t count, const char* format, va_list args);
