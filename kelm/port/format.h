@@ -5,6 +5,12 @@
 #include <cstdarg>
 #include <cstddef>
 
+// Marks a function that formats with FormatBounded, so that the compiler
+// checks its arguments against C99 printf on both platforms (MinGW would
+// otherwise check plain `printf` formats against msvcrt's rules).
+#define KELM_PRINTF_FORMAT(format_index, first_arg) \
+  __attribute__((format(gnu_printf, format_index, first_arg)))
+
 namespace kelm::port {
 
 // Formats like the Windows runtime's _vsnprintf, with the same bytes on every

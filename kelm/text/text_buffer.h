@@ -6,13 +6,15 @@
 
 #include <string>
 
+#include "kelm/port/format.h"
+
 template <int N>
 class TextBuffer {
  public:
   TextBuffer() { text_[0] = '\0'; }
   TextBuffer(const TextBuffer& other) { Set(other.text_); }
   // As PrintF; a null format gives an empty text.
-  TextBuffer(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  TextBuffer(const char* format, ...) KELM_PRINTF_FORMAT(2, 3);
   TextBuffer(char c, int n) { Set(c, n); }
   // Wipes the whole storage.
   ~TextBuffer();
@@ -54,8 +56,8 @@ class TextBuffer {
   // printf into the whole buffer / behind the current text; the result is
   // terminated also when it fills or overflows the capacity. Return the
   // bounded formatter's result.
-  int PrintF(const char* format, ...) __attribute__((format(printf, 2, 3)));
-  int CatF(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  int PrintF(const char* format, ...) KELM_PRINTF_FORMAT(2, 3);
+  int CatF(const char* format, ...) KELM_PRINTF_FORMAT(2, 3);
 
   // Inserts `s` at `pos` (a negative one counts as 0; at or beyond the end
   // it appends). What no longer fits behind N characters is lost.

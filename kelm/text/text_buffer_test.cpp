@@ -67,8 +67,8 @@ TEST(TextBufferTest, FormattingIsBoundedAndTerminated) {
   EXPECT_EQ(t.Last(), 'A');
   Text261 null_format(static_cast<const char*>(nullptr));
   EXPECT_TRUE(null_format.IsEmpty());
-  Text261 formatted("%05.1f|%X", 3.14159, 255u);
-  EXPECT_EQ(formatted, "003.1|FF");
+  Text261 formatted("%05.1f|%X|%zu|%lld", 3.14159, 255u, sizeof(int), -1LL);  // C99 forms on every platform
+  EXPECT_EQ(formatted, "003.1|FF|4|-1");
 }
 
 TEST(TextBufferTest, InsertAndDelete) {
