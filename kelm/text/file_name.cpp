@@ -5,6 +5,8 @@
 #include "kelm/port/path.h"
 #include "kelm/text/char_classes.h"
 
+static_assert(sizeof(FileNameDat) == 262);
+
 namespace {
 
 void CopyPiece(char* dst, int capacity, const char* begin, const char* end) {

@@ -7,6 +7,9 @@
 #include "kelm/text/char_classes.h"
 #include "kelm/text/oem_code_page.h"
 
+// The text is the whole object: N characters and the terminator.
+static_assert(sizeof(TextBuffer<261>) == 262 && sizeof(TextBuffer<255>) == 256);
+
 namespace {
 
 int Compare(const char* a, const char* b) {
