@@ -8,7 +8,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <cwchar>
 
 namespace kelm::port {
 namespace {
@@ -265,9 +264,10 @@ void FormatString(Sink& out, const Spec& spec, va_list* args) {
 // every other unit becomes '?'.
 void FormatWide(Sink& out, const Spec& spec, va_list* args) {
   char narrow[64];
-  auto to_byte = [](wchar_t w) { return w >= 0 && w < 0x80 ? static_cast<char>(w) : '?'; };
+  auto to_byte = [](std::uint32_t unit) { return unit < 0x80 ? static_cast<char>(unit) : '?'; };
   if (spec.conversion == 'c') {
-    narrow[0] = to_byte(static_cast<wchar_t>(va_arg(*args, std::wint_t)));
+    // wint_t is promoted to int on Windows (16 bits) and is 32 bits on Linux.
+    narrow[0] = to_byte(static_cast<std::uint32_t>(va_arg(*args, int)));
     Emit(out, spec, "", 0, 0, narrow, 1, false);
     return;
   }
@@ -281,7 +281,7 @@ void FormatWide(Sink& out, const Spec& spec, va_list* args) {
   if (!spec.left) out.Pad(' ', pad);
   for (std::size_t done = 0; done < n;) {
     std::size_t chunk = 0;
-    for (; chunk < sizeof narrow && done < n; ++chunk, ++done) narrow[chunk] = to_byte(s[done]);
+    for (; chunk < sizeof narrow && done < n; ++chunk, ++done) narrow[chunk] = to_byte(static_cast<std::uint32_t>(s[done]));
     out.Put(narrow, chunk);
   }
   if (spec.left) out.Pad(' ', pad);
