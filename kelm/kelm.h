@@ -17,7 +17,10 @@
 #include "kelm/frame/thread.h"
 
 #include "kelm/text/char_classes.h"
+#include "kelm/text/file_name.h"
 #include "kelm/text/number_text.h"
+#include "kelm/text/oem_code_page.h"
 #include "kelm/text/string.h"
+#include "kelm/text/text_buffer.h"
 
 #endif  // KELM_KELM_H_

@@ -6,6 +6,7 @@ namespace kelm::tools {
 
 void DemoFrame();
 void DemoErrors();
+void DemoText();
 
 }  // namespace kelm::tools
 

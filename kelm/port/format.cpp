@@ -41,7 +41,7 @@ class Sink {
 
 enum class Length { kDefault, kChar, kShort, kLong, kLongLong, kIntMax, kSize, kPtrDiff, kLongDouble };
 
-struct Spec {
+struct Field {
   bool left = false;
   bool plus = false;
   bool space = false;
@@ -54,20 +54,20 @@ struct Spec {
 };
 
 // Lays out [prefix][zeros][body] within the field width.
-void Emit(Sink& out, const Spec& spec, const char* prefix, std::size_t prefix_len,
+void Emit(Sink& out, const Field& field, const char* prefix, std::size_t prefix_len,
           std::size_t zeros, const char* body, std::size_t body_len, bool zero_fill) {
   const std::size_t content = prefix_len + zeros + body_len;
-  const std::size_t width = static_cast<std::size_t>(spec.width);
+  const std::size_t width = static_cast<std::size_t>(field.width);
   const std::size_t pad = width > content ? width - content : 0;
-  if (!spec.left && !zero_fill) out.Pad(' ', pad);
+  if (!field.left && !zero_fill) out.Pad(' ', pad);
   out.Put(prefix, prefix_len);
-  out.Pad('0', zeros + (!spec.left && zero_fill ? pad : 0));
+  out.Pad('0', zeros + (!field.left && zero_fill ? pad : 0));
   out.Put(body, body_len);
-  if (spec.left) out.Pad(' ', pad);
+  if (field.left) out.Pad(' ', pad);
 }
 
-std::uintmax_t ReadUnsigned(const Spec& spec, va_list* args) {
-  switch (spec.length) {
+std::uintmax_t ReadUnsigned(const Field& field, va_list* args) {
+  switch (field.length) {
     case Length::kChar: return static_cast<unsigned char>(va_arg(*args, unsigned));
     case Length::kShort: return static_cast<unsigned short>(va_arg(*args, unsigned));
     case Length::kLong: return va_arg(*args, unsigned long);
@@ -79,8 +79,8 @@ std::uintmax_t ReadUnsigned(const Spec& spec, va_list* args) {
   }
 }
 
-std::intmax_t ReadSigned(const Spec& spec, va_list* args) {
-  switch (spec.length) {
+std::intmax_t ReadSigned(const Field& field, va_list* args) {
+  switch (field.length) {
     case Length::kChar: return static_cast<signed char>(va_arg(*args, int));
     case Length::kShort: return static_cast<short>(va_arg(*args, int));
     case Length::kLong: return va_arg(*args, long);
@@ -92,17 +92,17 @@ std::intmax_t ReadSigned(const Spec& spec, va_list* args) {
   }
 }
 
-void FormatInteger(Sink& out, const Spec& spec, va_list* args) {
-  const char c = spec.conversion;
+void FormatInteger(Sink& out, const Field& field, va_list* args) {
+  const char c = field.conversion;
   const bool is_signed = c == 'd' || c == 'i';
   bool negative = false;
   std::uintmax_t magnitude;
   if (is_signed) {
-    const std::intmax_t v = ReadSigned(spec, args);
+    const std::intmax_t v = ReadSigned(field, args);
     negative = v < 0;
     magnitude = negative ? 0 - static_cast<std::uintmax_t>(v) : static_cast<std::uintmax_t>(v);
   } else {
-    magnitude = ReadUnsigned(spec, args);
+    magnitude = ReadUnsigned(field, args);
   }
   const unsigned base = c == 'o' ? 8 : (c == 'x' || c == 'X') ? 16 : 10;
   const char* digit_chars = c == 'X' ? "0123456789ABCDEF" : "0123456789abcdef";
@@ -112,23 +112,23 @@ void FormatInteger(Sink& out, const Spec& spec, va_list* args) {
   for (std::uintmax_t v = magnitude; v != 0; v /= base) digits[sizeof digits - ++n] = digit_chars[v % base];
   const char* body = digits + sizeof digits - n;
 
-  std::size_t precision = spec.precision < 0 ? 1 : static_cast<std::size_t>(spec.precision);
-  if (c == 'o' && spec.alternate && precision <= n) precision = n + 1;  // a leading 0
+  std::size_t precision = field.precision < 0 ? 1 : static_cast<std::size_t>(field.precision);
+  if (c == 'o' && field.alternate && precision <= n) precision = n + 1;  // a leading 0
   const std::size_t zeros = precision > n ? precision - n : 0;
 
   char prefix[2];
   std::size_t prefix_len = 0;
   if (negative) {
     prefix[prefix_len++] = '-';
-  } else if (is_signed && spec.plus) {
+  } else if (is_signed && field.plus) {
     prefix[prefix_len++] = '+';
-  } else if (is_signed && spec.space) {
+  } else if (is_signed && field.space) {
     prefix[prefix_len++] = ' ';
-  } else if (base == 16 && spec.alternate && magnitude != 0) {
+  } else if (base == 16 && field.alternate && magnitude != 0) {
     prefix[prefix_len++] = '0';
     prefix[prefix_len++] = c;
   }
-  Emit(out, spec, prefix, prefix_len, zeros, body, n, spec.zero && spec.precision < 0);
+  Emit(out, field, prefix, prefix_len, zeros, body, n, field.zero && field.precision < 0);
 }
 
 // The largest count of digits a double needs behind the point or in its
@@ -138,9 +138,9 @@ constexpr int kMaxExactDigits = 1100;
 // Digits of |value| into `text` (NUL-terminated); returns its length. A
 // precision beyond kMaxExactDigits is converted at kMaxExactDigits and the
 // rest reported in `trailing_zeros`.
-std::size_t ConvertFinite(double value, const Spec& spec, char* text, std::size_t size, int* trailing_zeros) {
-  const char lower = static_cast<char>(spec.conversion | 0x20);
-  int precision = spec.precision;
+std::size_t ConvertFinite(double value, const Field& field, char* text, std::size_t size, int* trailing_zeros) {
+  const char lower = static_cast<char>(field.conversion | 0x20);
+  int precision = field.precision;
   *trailing_zeros = 0;
   char* const end = text + size - 1;
   std::to_chars_result r{text, std::errc()};
@@ -170,7 +170,7 @@ std::size_t ConvertFinite(double value, const Spec& spec, char* text, std::size_
       }
     }
     if (precision > kMaxExactDigits) {
-      if (lower != 'g' || spec.alternate) *trailing_zeros = precision - kMaxExactDigits;
+      if (lower != 'g' || field.alternate) *trailing_zeros = precision - kMaxExactDigits;
       precision = kMaxExactDigits;
     }
     r = std::to_chars(text, end, value, format, precision);
@@ -182,13 +182,13 @@ std::size_t ConvertFinite(double value, const Spec& spec, char* text, std::size_
   char* mantissa_end = exp_part ? exp_part : text + len;
   const bool has_point = std::memchr(text, '.', static_cast<std::size_t>(mantissa_end - text)) != nullptr;
 
-  if (lower == 'g' && !spec.alternate && has_point) {
+  if (lower == 'g' && !field.alternate && has_point) {
     char* cut = mantissa_end;
     while (cut[-1] == '0') --cut;
     if (cut[-1] == '.') --cut;
     std::memmove(cut, mantissa_end, static_cast<std::size_t>(text + len - mantissa_end) + 1);
     len -= static_cast<std::size_t>(mantissa_end - cut);
-  } else if (spec.alternate && !has_point) {
+  } else if (field.alternate && !has_point) {
     std::memmove(mantissa_end + 1, mantissa_end, static_cast<std::size_t>(text + len - mantissa_end) + 1);
     *mantissa_end = '.';
     ++len;
@@ -196,25 +196,25 @@ std::size_t ConvertFinite(double value, const Spec& spec, char* text, std::size_
   return len;
 }
 
-void FormatFloat(Sink& out, const Spec& spec, va_list* args) {
-  const double value = spec.length == Length::kLongDouble ? static_cast<double>(va_arg(*args, long double))
+void FormatFloat(Sink& out, const Field& field, va_list* args) {
+  const double value = field.length == Length::kLongDouble ? static_cast<double>(va_arg(*args, long double))
                                                           : va_arg(*args, double);
-  const char c = spec.conversion;
+  const char c = field.conversion;
   const bool upper = c == 'F' || c == 'E' || c == 'G' || c == 'A';
 
   char prefix[3];
   std::size_t prefix_len = 0;
   if (std::signbit(value)) {
     prefix[prefix_len++] = '-';
-  } else if (spec.plus) {
+  } else if (field.plus) {
     prefix[prefix_len++] = '+';
-  } else if (spec.space) {
+  } else if (field.space) {
     prefix[prefix_len++] = ' ';
   }
 
   if (!std::isfinite(value)) {
     const char* word = std::isnan(value) ? (upper ? "NAN" : "nan") : (upper ? "INF" : "inf");
-    Emit(out, spec, prefix, prefix_len, 0, word, 3, false);
+    Emit(out, field, prefix, prefix_len, 0, word, 3, false);
     return;
   }
   if (c == 'a' || c == 'A') {
@@ -223,14 +223,14 @@ void FormatFloat(Sink& out, const Spec& spec, va_list* args) {
   }
   char text[kMaxExactDigits + 400];
   int trailing_zeros;
-  std::size_t len = ConvertFinite(std::fabs(value), spec, text, sizeof text, &trailing_zeros);
+  std::size_t len = ConvertFinite(std::fabs(value), field, text, sizeof text, &trailing_zeros);
   if (upper) {
     for (std::size_t i = 0; i < len; ++i) {
       if (text[i] >= 'a' && text[i] <= 'z') text[i] = static_cast<char>(text[i] - 0x20);
     }
   }
   if (trailing_zeros == 0) {
-    Emit(out, spec, prefix, prefix_len, 0, text, len, spec.zero);
+    Emit(out, field, prefix, prefix_len, 0, text, len, field.zero);
     return;
   }
   // A precision beyond every exact digit: the zeros go behind the fraction,
@@ -239,31 +239,59 @@ void FormatFloat(Sink& out, const Spec& spec, va_list* args) {
   const char* exp_part = static_cast<const char*>(std::memchr(text, upper ? exp_char - 0x20 : exp_char, len));
   const std::size_t head = exp_part ? static_cast<std::size_t>(exp_part - text) : len;
   const std::size_t total = prefix_len + len + static_cast<std::size_t>(trailing_zeros);
-  const std::size_t width = static_cast<std::size_t>(spec.width);
+  const std::size_t width = static_cast<std::size_t>(field.width);
   const std::size_t pad = width > total ? width - total : 0;
-  if (!spec.left && !spec.zero) out.Pad(' ', pad);
+  if (!field.left && !field.zero) out.Pad(' ', pad);
   out.Put(prefix, prefix_len);
-  if (!spec.left && spec.zero) out.Pad('0', pad);
+  if (!field.left && field.zero) out.Pad('0', pad);
   out.Put(text, head);
   out.Pad('0', static_cast<std::size_t>(trailing_zeros));
   out.Put(text + head, len - head);
-  if (spec.left) out.Pad(' ', pad);
+  if (field.left) out.Pad(' ', pad);
 }
 
-void FormatString(Sink& out, const Spec& spec, va_list* args) {
+void FormatString(Sink& out, const Field& field, va_list* args) {
   const char* s = va_arg(*args, const char*);
   if (s == nullptr) s = "(null)";
   std::size_t n = 0;
-  const std::size_t limit = spec.precision < 0 ? SIZE_MAX : static_cast<std::size_t>(spec.precision);
+  const std::size_t limit = field.precision < 0 ? SIZE_MAX : static_cast<std::size_t>(field.precision);
   while (n < limit && s[n] != '\0') ++n;
-  Emit(out, spec, "", 0, 0, s, n, false);
+  Emit(out, field, "", 0, 0, s, n, false);
 }
 
-void FormatPointer(Sink& out, const Spec& spec, va_list* args) {
+// Wide texts and characters (%ls, %lc): wchar_t differs between the
+// platforms and nothing maps it to Windows-1251 here, so ASCII passes and
+// every other unit becomes '?'.
+void FormatWide(Sink& out, const Field& field, va_list* args) {
+  char narrow[64];
+  auto to_byte = [](std::uint32_t unit) { return unit < 0x80 ? static_cast<char>(unit) : '?'; };
+  if (field.conversion == 'c') {
+    // wint_t is promoted to int on Windows (16 bits) and is 32 bits on Linux.
+    narrow[0] = to_byte(static_cast<std::uint32_t>(va_arg(*args, int)));
+    Emit(out, field, "", 0, 0, narrow, 1, false);
+    return;
+  }
+  const wchar_t* s = va_arg(*args, const wchar_t*);
+  if (s == nullptr) s = L"(null)";
+  const std::size_t limit = field.precision < 0 ? SIZE_MAX : static_cast<std::size_t>(field.precision);
+  std::size_t n = 0;
+  while (n < limit && s[n] != 0) ++n;
+  const std::size_t width = static_cast<std::size_t>(field.width);
+  const std::size_t pad = width > n ? width - n : 0;
+  if (!field.left) out.Pad(' ', pad);
+  for (std::size_t done = 0; done < n;) {
+    std::size_t chunk = 0;
+    for (; chunk < sizeof narrow && done < n; ++chunk, ++done) narrow[chunk] = to_byte(static_cast<std::uint32_t>(s[done]));
+    out.Put(narrow, chunk);
+  }
+  if (field.left) out.Pad(' ', pad);
+}
+
+void FormatPointer(Sink& out, const Field& field, va_list* args) {
   std::uintptr_t v = reinterpret_cast<std::uintptr_t>(va_arg(*args, void*));
   char digits[2 * sizeof(void*)];
   for (std::size_t i = sizeof digits; i-- > 0; v >>= 4) digits[i] = "0123456789ABCDEF"[v & 15];
-  Emit(out, spec, "", 0, 0, digits, sizeof digits, false);
+  Emit(out, field, "", 0, 0, digits, sizeof digits, false);
 }
 
 // Reads a decimal count, saturating at INT_MAX.
@@ -275,61 +303,61 @@ int ReadCount(const char*& p) {
 
 // Parses one conversion behind its '%'; returns false for one this
 // formatter does not know.
-bool ParseSpec(const char*& p, Spec& spec, va_list* args) {
+bool ParseField(const char*& p, Field& field, va_list* args) {
   for (;; ++p) {
-    if (*p == '-') spec.left = true;
-    else if (*p == '+') spec.plus = true;
-    else if (*p == ' ') spec.space = true;
-    else if (*p == '#') spec.alternate = true;
-    else if (*p == '0') spec.zero = true;
+    if (*p == '-') field.left = true;
+    else if (*p == '+') field.plus = true;
+    else if (*p == ' ') field.space = true;
+    else if (*p == '#') field.alternate = true;
+    else if (*p == '0') field.zero = true;
     else break;
   }
   if (*p == '*') {
     ++p;
     const int w = va_arg(*args, int);
-    if (w < 0) spec.left = true;
-    spec.width = w < 0 ? (w == INT_MIN ? INT_MAX : -w) : w;
+    if (w < 0) field.left = true;
+    field.width = w < 0 ? (w == INT_MIN ? INT_MAX : -w) : w;
   } else {
-    spec.width = ReadCount(p);
+    field.width = ReadCount(p);
   }
   if (*p == '.') {
     ++p;
     if (*p == '*') {
       ++p;
       const int precision = va_arg(*args, int);
-      spec.precision = precision < 0 ? -1 : precision;
+      field.precision = precision < 0 ? -1 : precision;
     } else {
-      spec.precision = ReadCount(p);
+      field.precision = ReadCount(p);
     }
   }
   switch (*p) {
     case 'h':
       ++p;
-      spec.length = *p == 'h' ? (++p, Length::kChar) : Length::kShort;
+      field.length = *p == 'h' ? (++p, Length::kChar) : Length::kShort;
       break;
     case 'l':
       ++p;
-      spec.length = *p == 'l' ? (++p, Length::kLongLong) : Length::kLong;
+      field.length = *p == 'l' ? (++p, Length::kLongLong) : Length::kLong;
       break;
-    case 'j': ++p; spec.length = Length::kIntMax; break;
-    case 'z': ++p; spec.length = Length::kSize; break;
-    case 't': ++p; spec.length = Length::kPtrDiff; break;
-    case 'L': ++p; spec.length = Length::kLongDouble; break;
+    case 'j': ++p; field.length = Length::kIntMax; break;
+    case 'z': ++p; field.length = Length::kSize; break;
+    case 't': ++p; field.length = Length::kPtrDiff; break;
+    case 'L': ++p; field.length = Length::kLongDouble; break;
     case 'I':
       ++p;
       if (p[0] == '6' && p[1] == '4') {
         p += 2;
-        spec.length = Length::kLongLong;
+        field.length = Length::kLongLong;
       } else if (p[0] == '3' && p[1] == '2') {
         p += 2;
       } else {
-        spec.length = Length::kSize;
+        field.length = Length::kSize;
       }
       break;
     default: break;
   }
-  spec.conversion = *p;
-  return spec.conversion != '\0' && std::strchr("diouxXcsfFeEgGaAp%", spec.conversion) != nullptr;
+  field.conversion = *p;
+  return field.conversion != '\0' && std::strchr("diouxXcsfFeEgGaAp%", field.conversion) != nullptr;
 }
 
 }  // namespace
@@ -348,8 +376,8 @@ int FormatBounded(char* buffer, std::size_t count, const char* format, va_list a
       continue;
     }
     const char* start = p++;
-    Spec spec;
-    if (!ParseSpec(p, spec, &ap)) {
+    Field field;
+    if (!ParseField(p, field, &ap)) {
       // Unknown: copied as written, up to and including the unknown character.
       const std::size_t n = static_cast<std::size_t>(p - start) + (*p != '\0' ? 1 : 0);
       out.Put(start, n);
@@ -357,17 +385,27 @@ int FormatBounded(char* buffer, std::size_t count, const char* format, va_list a
       continue;
     }
     ++p;
-    switch (spec.conversion) {
+    switch (field.conversion) {
       case '%': out.Put('%'); break;
       case 'c': {
+        if (field.length == Length::kLong) {
+          FormatWide(out, field, &ap);
+          break;
+        }
         const char c = static_cast<char>(va_arg(ap, int));
-        Emit(out, spec, "", 0, 0, &c, 1, false);
+        Emit(out, field, "", 0, 0, &c, 1, false);
         break;
       }
-      case 's': FormatString(out, spec, &ap); break;
-      case 'p': FormatPointer(out, spec, &ap); break;
-      case 'd': case 'i': case 'o': case 'u': case 'x': case 'X': FormatInteger(out, spec, &ap); break;
-      default: FormatFloat(out, spec, &ap); break;
+      case 's':
+        if (field.length == Length::kLong) {
+          FormatWide(out, field, &ap);
+        } else {
+          FormatString(out, field, &ap);
+        }
+        break;
+      case 'p': FormatPointer(out, field, &ap); break;
+      case 'd': case 'i': case 'o': case 'u': case 'x': case 'X': FormatInteger(out, field, &ap); break;
+      default: FormatFloat(out, field, &ap); break;
     }
   }
   va_end(ap);

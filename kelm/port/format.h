@@ -5,6 +5,12 @@
 #include <cstdarg>
 #include <cstddef>
 
+// Marks a function that formats with FormatBounded, so that the compiler
+// checks its arguments against C99 printf on both platforms (MinGW would
+// otherwise check plain `printf` formats against msvcrt's rules).
+#define KELM_PRINTF_FORMAT(format_index, first_arg) \
+  __attribute__((format(gnu_printf, format_index, first_arg)))
+
 namespace kelm::port {
 
 // Formats like the Windows runtime's _vsnprintf, with the same bytes on every
@@ -18,6 +24,7 @@ namespace kelm::port {
 // - %p prints the pointer in upper-case hex padded to 2*sizeof(void*) digits,
 //   without "0x", as the Windows runtime does;
 // - %Lf is formatted with double precision;
+// - %ls and %lc write ASCII units as they are and any other unit as '?';
 // - %n and unknown conversions consume no argument and are copied as written;
 // - a null `format`, or a null `buffer` with a non-zero `count`, returns -1.
 int FormatBounded(char* buffer, std::size_t count, const char* format, va_list args);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <cwchar>
 #include <string>
 
 namespace kelm::port {
@@ -107,6 +108,7 @@ TEST(FormatBoundedTest, TextsCharactersPointers) {
   EXPECT_EQ(Text("[%s][%.2s][%5s][%-5s][%c][%3c][%%]", "abc", "abc", "ab", "ab", 'x', 'y'), "[abc][ab][   ab][ab   ][x][  y][%]");
   EXPECT_EQ(Text("%s", static_cast<const char*>(nullptr)), "(null)");
   EXPECT_EQ(Text("%s", "Ошибка"), "Ошибка");  // Windows-1251 bytes pass through
+  EXPECT_EQ(Text("[%ls][%-4.2ls][%lc]%d", L"w\x416", L"wide", static_cast<std::wint_t>(L'z'), 1), "[w?][wi  ][z]1");
   // A precision bounds the read: the text need not be terminated.
   const char unterminated[3] = {'x', 'y', 'z'};
   EXPECT_EQ(Text("%.3s", unterminated), "xyz");

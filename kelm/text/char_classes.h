@@ -3,6 +3,8 @@
 #ifndef KELM_TEXT_CHAR_CLASSES_H_
 #define KELM_TEXT_CHAR_CLASSES_H_
 
+#include "kelm/port/format.h"
+
 // Character class flags, one byte per character.
 enum CharClass : unsigned char {
   ccSpace = 0x01,     // 0x00 to 0x20: control characters and blank
@@ -54,7 +56,7 @@ char* HexAddr(long v, char* out);
 // printf into `buf` of `size` bytes, at most size - 1 characters; on
 // truncation (result -1 or exactly size - 1) the last byte becomes NUL.
 // Size 0 writes nothing and returns 0. Returns the bounded formatter's result.
-int snprintf0(char* buf, unsigned size, const char* format, ...) __attribute__((format(printf, 3, 4)));
+int snprintf0(char* buf, unsigned size, const char* format, ...) KELM_PRINTF_FORMAT(3, 4);
 
 // Occurrences of `c`; 0 for a null text.
 unsigned long StrCharCount(const char* s, char c);

@@ -7,6 +7,9 @@
 
 #include "kelm/text/char_classes.h"
 
+// One pointer each; no length or capacity is recorded.
+static_assert(sizeof(String) == sizeof(char*) && sizeof(WString) == sizeof(unsigned short*));
+
 namespace {
 
 constexpr int kMinBlock = 12;
