@@ -12,4 +12,12 @@
 #include "kelm/frame/sync.h"
 #include "kelm/frame/thread.h"
 
+#include "kelm/datetime/date.h"
+#include "kelm/datetime/date_interval.h"
+#include "kelm/datetime/date_time_utils.h"
+#include "kelm/datetime/mask_text.h"
+#include "kelm/datetime/time.h"
+#include "kelm/datetime/time_stamp.h"
+#include "kelm/datetime/units.h"
+
 #endif  // KELM_KELM_H_

@@ -1,0 +1,275 @@
+#include "kelm/datetime/date.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "kelm/datetime/date_time_utils.h"
+#include "kelm/port/clock.h"
+
+namespace {
+
+constexpr int kDaysInMonth[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+// Days before the first of each month in a common year; the 13th entry is the
+// year's length, for the month search of GetDate.
+constexpr int kDaysBefore[13] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 365};
+
+// Serial day numbers are counted from 1 January 1957; the day count n used
+// inside puts 1 January of year 1 at 366.
+constexpr long long kSerialBase = 714781;
+
+bool IsLeap(long long y) { return y % 4 == 0 && (y % 100 != 0 || y % 400 == 0); }
+
+int MonthLength(long long year, int month) {
+  return kDaysInMonth[month - 1] + (month == 2 && IsLeap(year) ? 1 : 0);
+}
+
+// The day count n of 1 January of `year`.
+long long YearStart(long long year) {
+  const long long y1 = year - 1;
+  return y1 / 400 - y1 / 100 + y1 / 4 + 365 * year + 1;
+}
+
+long long Clamp(long long v, long long lo, long long hi) { return std::min(std::max(v, lo), hi); }
+
+// Serials wrap at 32 bits rather than overflow.
+std::int32_t Wrap(long long serial) { return static_cast<std::int32_t>(serial); }
+
+int WeekdayOf(long long serial) {
+  const long long k = (serial + 1) % 7;
+  return static_cast<int>(k < 0 ? k + 8 : k + 1);
+}
+
+}  // namespace
+
+int LeapYear(unsigned int year, unsigned int month) { return month == 2 && IsLeap(year) ? 1 : 0; }
+
+void LimitShortDate(long& serial) { serial = std::clamp(serial, -32768L, 32767L); }
+
+void DateTimeInit() {
+  DateTimeUtils::SetInitDateToCurrent();
+  DateTimeUtils::SetInitTimeToCurrent();
+}
+
+Date::Date() : serial_(static_cast<std::int32_t>(static_cast<long>(DateTimeUtils::GetInitDate()))) {}
+Date::Date(int day, int month, int year) { SetClamped(day, month, year); }
+Date::Date(Days d, Months m, Years y) { SetClamped(d, m, y); }
+Date::Date(Months m, Days d, Years y) { SetClamped(d, m, y); }
+Date::Date(Months m, Years y, Days d) { SetClamped(d, m, y); }
+Date::Date(Years y, Months m, Days d) { SetClamped(d, m, y); }
+Date::Date(Years y, Days d, Months m) { SetClamped(d, m, y); }
+Date::Date(Days d, Years y, Months m) { SetClamped(d, m, y); }
+Date::Date(Years y) { SetClamped(1, 1, y); }
+Date::Date(Months m) { SetClamped(1, m, 1); }
+Date::Date(Days d) { SetClamped(d, 1, 1); }
+
+Date& Date::operator=(long serial) {
+  serial_ = static_cast<std::int32_t>(serial);
+  return *this;
+}
+
+Date& Date::operator=(Days d) {
+  SetClamped(d, Month(), Year());
+  return *this;
+}
+
+Date& Date::operator=(Months m) {
+  SetClamped(Day(), m, Year());
+  return *this;
+}
+
+Date& Date::operator=(Years y) {
+  SetClamped(Day(), Month(), y);
+  return *this;
+}
+
+void Date::SetDate(Days d, Months m, Years y) { SetClamped(d, m, y); }
+
+void Date::SetClamped(long long day, long long month, long long year) {
+  const long long y = Clamp(year, 1, 9999);
+  const int m = static_cast<int>(Clamp(month, 1, 12));
+  const long long d = Clamp(day, 1, MonthLength(y, m));
+  const long long y1 = y - 1;
+  serial_ = static_cast<std::int32_t>(kDaysBefore[m - 1] + (m >= 3 && IsLeap(y) ? 1 : 0) + d + y1 / 400 -
+                                      y1 / 100 + y1 / 4 + 365 * y + 1 - kSerialBase);
+}
+
+void Date::GetDate(int& day, int& month, int& year) const {
+  const long long n = std::max<long long>(serial_ + kSerialBase - 1, 0);
+  long long y = n * 400 / 146097;
+  long long start = YearStart(y);
+  if (n < start) start = YearStart(--y);
+  long long r = n - start;
+  for (long long length = IsLeap(y) ? 366 : 365; r >= length; length = IsLeap(y) ? 366 : 365) {
+    r -= length;
+    ++y;
+  }
+  const int leap = IsLeap(y) ? 1 : 0;
+  int m = static_cast<int>(r / 31) + 1;
+  if (r >= kDaysBefore[m] + (m + 1 >= 3 ? leap : 0)) ++m;
+  day = static_cast<int>(r - kDaysBefore[m - 1] + 1 - (m >= 3 ? leap : 0));
+  month = m;
+  year = static_cast<int>(y);
+}
+
+int Date::Day() const {
+  int d, m, y;
+  GetDate(d, m, y);
+  return d;
+}
+
+int Date::Month() const {
+  int d, m, y;
+  GetDate(d, m, y);
+  return m;
+}
+
+int Date::Year() const {
+  int d, m, y;
+  GetDate(d, m, y);
+  return y;
+}
+
+int Date::DayOfWeek() const { return WeekdayOf(serial_); }
+
+int Date::Week() const {
+  int d, m, y;
+  GetDate(d, m, y);
+  return (d + WeekdayOf(static_cast<long long>(serial_) - (d - 1)) - 2) / 7 + 1;
+}
+
+int Date::MaxDay() const {
+  int d, m, y;
+  GetDate(d, m, y);
+  return MonthLength(y, m);
+}
+
+int Date::SetMaxDay() {
+  int d, m, y;
+  GetDate(d, m, y);
+  SetClamped(MonthLength(y, m), m, y);
+  return Day();
+}
+
+bool Date::InSameMonth(Date other) {
+  int d1, m1, y1, d2, m2, y2;
+  GetDate(d1, m1, y1);
+  other.GetDate(d2, m2, y2);
+  return m1 == m2 && y1 == y2;
+}
+
+Date Date::operator+(Days n) const { return Date(Wrap(static_cast<long long>(serial_) + n.value)); }
+Date Date::operator-(Days n) const { return Date(Wrap(static_cast<long long>(serial_) - n.value)); }
+Date Date::operator-(long n) const { return Date(Wrap(static_cast<long long>(serial_) - n)); }
+
+Date& Date::operator+=(const Days& n) {
+  *this = *this + n;
+  return *this;
+}
+
+Date& Date::operator-=(const Days& n) {
+  *this = *this - n;
+  return *this;
+}
+
+Date& Date::AddMonths(long long k) {
+  int d, m, y;
+  GetDate(d, m, y);
+  long long year = y;
+  long long month = m + k;
+  if (month >= 13) {
+    year += (month - 1) / 12;
+    month = (month - 1) % 12 + 1;
+  } else if (month < 1) {
+    const long long v = 12 - month;
+    const long long q = v / 12;
+    year -= q;
+    month = 12 * (q + 1) - v;
+  }
+  SetClamped(d, month, year);
+  return *this;
+}
+
+// Not the mirror image of AddMonths: a negative k beyond the year's end
+// yields a month of 13 or more, which the clamping turns into December.
+Date& Date::SubtractMonths(long long k) {
+  int d, m, y;
+  GetDate(d, m, y);
+  long long year = y;
+  long long month;
+  const long long v = k - m;
+  if (v >= 0) {
+    const long long q = v / 12;
+    year -= q + 1;
+    month = 12 * (q + 1) - v;
+  } else {
+    month = -v;
+  }
+  const int table_month = static_cast<int>(Clamp(month, 1, 12));
+  const int limit = kDaysInMonth[table_month - 1] + (table_month == 2 && IsLeap(year) ? 1 : 0);
+  SetClamped(std::min(d, limit), month, year);
+  return *this;
+}
+
+Date& Date::AddYears(long long k) {
+  int d, m, y;
+  GetDate(d, m, y);
+  const long long year = y + k;
+  const int limit = kDaysInMonth[m - 1] + (m == 2 && IsLeap(year) ? 1 : 0);
+  SetClamped(std::min(d, limit), m, year);
+  return *this;
+}
+
+Date Date::operator+(Months k) const { return Date(*this).AddMonths(k.value); }
+Date Date::operator-(Months k) const { return Date(*this).SubtractMonths(k.value); }
+Date& Date::operator+=(const Months& k) { return AddMonths(k.value); }
+Date& Date::operator-=(const Months& k) { return SubtractMonths(k.value); }
+Date Date::operator+(Years k) const { return Date(*this).AddYears(k.value); }
+Date Date::operator-(Years k) const { return Date(*this).AddYears(-static_cast<long long>(k.value)); }
+Date& Date::operator+=(const Years& k) { return AddYears(k.value); }
+Date& Date::operator-=(const Years& k) { return AddYears(-static_cast<long long>(k.value)); }
+
+void Date::operator++() { serial_ = Wrap(serial_ + 1LL); }
+void Date::operator++(int) { serial_ = Wrap(serial_ + 1LL); }
+void Date::operator--() { serial_ = Wrap(serial_ - 1LL); }
+void Date::operator--(int) { serial_ = Wrap(serial_ - 1LL); }
+
+void Date::SetStartDecad() {
+  int d, m, y;
+  GetDate(d, m, y);
+  SetClamped(d <= 10 ? 1 : d <= 20 ? 11 : 21, m, y);
+}
+
+void Date::SetEndDecad() {
+  int d, m, y;
+  GetDate(d, m, y);
+  SetClamped(d <= 10 ? 10 : d <= 20 ? 20 : MonthLength(y, m), m, y);
+}
+
+void Date::NextDecad() {
+  SetEndDecad();
+  ++*this;
+}
+
+void Date::SetStartCuartal() {
+  int d, m, y;
+  GetDate(d, m, y);
+  SetClamped(1, (m - 1) / 3 * 3 + 1, y);
+}
+
+void Date::SetEndCuartal() {
+  int d, m, y;
+  GetDate(d, m, y);
+  const int last_month = (m - 1) / 3 * 3 + 3;
+  SetClamped(MonthLength(y, last_month), last_month, y);
+}
+
+void Date::NextCuartal() {
+  SetEndCuartal();
+  ++*this;
+}
+
+void Date::Current() {
+  SYSTEMTIME now{};
+  kelm::port::LocalTime(&now);
+  SetClamped(now.wDay, now.wMonth, now.wYear);
+}
