@@ -20,4 +20,6 @@
 #include "kelm/datetime/time_stamp.h"
 #include "kelm/datetime/units.h"
 
+#include "kelm/text/char_classes.h"
+
 #endif  // KELM_KELM_H_
