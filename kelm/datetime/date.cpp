@@ -31,6 +31,57 @@ long long YearStart(long long year) {
 
 long long Clamp(long long v, long long lo, long long hi) { return std::min(std::max(v, lo), hi); }
 
+// The serial of a date, every component clamped first.
+std::int32_t SerialOf(long long day, long long month, long long year) {
+  const int y = static_cast<int>(Clamp(year, 1, 9999));
+  const int m = static_cast<int>(Clamp(month, 1, 12));
+  const int leap = IsLeap(y) ? 1 : 0;
+  const int d = static_cast<int>(Clamp(day, 1, kDaysInMonth[m - 1] + (m == 2 ? leap : 0)));
+  const int y1 = y - 1;
+  return kDaysBefore[m - 1] + (m >= 3 ? leap : 0) + d + y1 / 400 - y1 / 100 + y1 / 4 + 365 * y + 1 -
+         static_cast<int>(kSerialBase);
+}
+
+// Serials of the years 1..9999 take the short way through March-based 400-
+// year eras, which agrees day by day with the step-by-step way below.
+constexpr std::int32_t kFirstSerial = -714414;  // 1 January of year 1
+constexpr std::int32_t kLastSerial = 2937644;   // 31 December 9999
+// Serial + kMarchBase = days since 1 March of year 0.
+constexpr std::uint32_t kMarchBase = 714720;
+
+void CivilOf(std::int32_t serial, int& day, int& month, int& year) {
+  if (serial >= kFirstSerial && serial <= kLastSerial) {
+    const std::uint32_t z = static_cast<std::uint32_t>(serial) + kMarchBase;
+    const std::uint32_t era = z / 146097;
+    const std::uint32_t day_of_era = z - era * 146097;
+    const std::uint32_t year_of_era =
+        (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+    const std::uint32_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+    const std::uint32_t march_month = (5 * day_of_year + 2) / 153;
+    day = static_cast<int>(day_of_year - (153 * march_month + 2) / 5 + 1);
+    month = static_cast<int>(march_month < 10 ? march_month + 3 : march_month - 9);
+    year = static_cast<int>(year_of_era + era * 400) + (month <= 2 ? 1 : 0);
+    return;
+  }
+  // Outside them: the day count n from 1 January of year 1 = 366, with the
+  // year estimated and corrected, and all days before year 0 clamped to one.
+  const long long n = std::max<long long>(serial + kSerialBase - 1, 0);
+  long long y = n * 400 / 146097;
+  long long start = YearStart(y);
+  if (n < start) start = YearStart(--y);
+  long long r = n - start;
+  for (long long length = IsLeap(y) ? 366 : 365; r >= length; length = IsLeap(y) ? 366 : 365) {
+    r -= length;
+    ++y;
+  }
+  const int leap = IsLeap(y) ? 1 : 0;
+  int m = static_cast<int>(r / 31) + 1;
+  if (r >= kDaysBefore[m] + (m + 1 >= 3 ? leap : 0)) ++m;
+  day = static_cast<int>(r - kDaysBefore[m - 1] + 1 - (m >= 3 ? leap : 0));
+  month = m;
+  year = static_cast<int>(y);
+}
+
 // Serials wrap at 32 bits rather than overflow.
 std::int32_t Wrap(long long serial) { return static_cast<std::int32_t>(serial); }
 
@@ -51,16 +102,16 @@ void DateTimeInit() {
 }
 
 Date::Date() : serial_(static_cast<std::int32_t>(static_cast<long>(DateTimeUtils::GetInitDate()))) {}
-Date::Date(int day, int month, int year) { SetClamped(day, month, year); }
-Date::Date(Days d, Months m, Years y) { SetClamped(d, m, y); }
-Date::Date(Months m, Days d, Years y) { SetClamped(d, m, y); }
-Date::Date(Months m, Years y, Days d) { SetClamped(d, m, y); }
-Date::Date(Years y, Months m, Days d) { SetClamped(d, m, y); }
-Date::Date(Years y, Days d, Months m) { SetClamped(d, m, y); }
-Date::Date(Days d, Years y, Months m) { SetClamped(d, m, y); }
-Date::Date(Years y) { SetClamped(1, 1, y); }
-Date::Date(Months m) { SetClamped(1, m, 1); }
-Date::Date(Days d) { SetClamped(d, 1, 1); }
+Date::Date(int day, int month, int year) { serial_ = SerialOf(day, month, year); }
+Date::Date(Days d, Months m, Years y) { serial_ = SerialOf(d, m, y); }
+Date::Date(Months m, Days d, Years y) { serial_ = SerialOf(d, m, y); }
+Date::Date(Months m, Years y, Days d) { serial_ = SerialOf(d, m, y); }
+Date::Date(Years y, Months m, Days d) { serial_ = SerialOf(d, m, y); }
+Date::Date(Years y, Days d, Months m) { serial_ = SerialOf(d, m, y); }
+Date::Date(Days d, Years y, Months m) { serial_ = SerialOf(d, m, y); }
+Date::Date(Years y) { serial_ = SerialOf(1, 1, y); }
+Date::Date(Months m) { serial_ = SerialOf(1, m, 1); }
+Date::Date(Days d) { serial_ = SerialOf(d, 1, 1); }
 
 Date& Date::operator=(long serial) {
   serial_ = static_cast<std::int32_t>(serial);
@@ -68,64 +119,39 @@ Date& Date::operator=(long serial) {
 }
 
 Date& Date::operator=(Days d) {
-  SetClamped(d, Month(), Year());
+  serial_ = SerialOf(d, Month(), Year());
   return *this;
 }
 
 Date& Date::operator=(Months m) {
-  SetClamped(Day(), m, Year());
+  serial_ = SerialOf(Day(), m, Year());
   return *this;
 }
 
 Date& Date::operator=(Years y) {
-  SetClamped(Day(), Month(), y);
+  serial_ = SerialOf(Day(), Month(), y);
   return *this;
 }
 
-void Date::SetDate(Days d, Months m, Years y) { SetClamped(d, m, y); }
+void Date::SetDate(Days d, Months m, Years y) { serial_ = SerialOf(d.value, m.value, y.value); }
 
-void Date::SetClamped(long long day, long long month, long long year) {
-  const long long y = Clamp(year, 1, 9999);
-  const int m = static_cast<int>(Clamp(month, 1, 12));
-  const long long d = Clamp(day, 1, MonthLength(y, m));
-  const long long y1 = y - 1;
-  serial_ = static_cast<std::int32_t>(kDaysBefore[m - 1] + (m >= 3 && IsLeap(y) ? 1 : 0) + d + y1 / 400 -
-                                      y1 / 100 + y1 / 4 + 365 * y + 1 - kSerialBase);
-}
-
-void Date::GetDate(int& day, int& month, int& year) const {
-  const long long n = std::max<long long>(serial_ + kSerialBase - 1, 0);
-  long long y = n * 400 / 146097;
-  long long start = YearStart(y);
-  if (n < start) start = YearStart(--y);
-  long long r = n - start;
-  for (long long length = IsLeap(y) ? 366 : 365; r >= length; length = IsLeap(y) ? 366 : 365) {
-    r -= length;
-    ++y;
-  }
-  const int leap = IsLeap(y) ? 1 : 0;
-  int m = static_cast<int>(r / 31) + 1;
-  if (r >= kDaysBefore[m] + (m + 1 >= 3 ? leap : 0)) ++m;
-  day = static_cast<int>(r - kDaysBefore[m - 1] + 1 - (m >= 3 ? leap : 0));
-  month = m;
-  year = static_cast<int>(y);
-}
+void Date::GetDate(int& day, int& month, int& year) const { CivilOf(serial_, day, month, year); }
 
 int Date::Day() const {
   int d, m, y;
-  GetDate(d, m, y);
+  CivilOf(serial_, d, m, y);
   return d;
 }
 
 int Date::Month() const {
   int d, m, y;
-  GetDate(d, m, y);
+  CivilOf(serial_, d, m, y);
   return m;
 }
 
 int Date::Year() const {
   int d, m, y;
-  GetDate(d, m, y);
+  CivilOf(serial_, d, m, y);
   return y;
 }
 
@@ -133,27 +159,27 @@ int Date::DayOfWeek() const { return WeekdayOf(serial_); }
 
 int Date::Week() const {
   int d, m, y;
-  GetDate(d, m, y);
+  CivilOf(serial_, d, m, y);
   return (d + WeekdayOf(static_cast<long long>(serial_) - (d - 1)) - 2) / 7 + 1;
 }
 
 int Date::MaxDay() const {
   int d, m, y;
-  GetDate(d, m, y);
+  CivilOf(serial_, d, m, y);
   return MonthLength(y, m);
 }
 
 int Date::SetMaxDay() {
   int d, m, y;
-  GetDate(d, m, y);
-  SetClamped(MonthLength(y, m), m, y);
+  CivilOf(serial_, d, m, y);
+  serial_ = SerialOf(MonthLength(y, m), m, y);
   return Day();
 }
 
 bool Date::InSameMonth(Date other) {
   int d1, m1, y1, d2, m2, y2;
-  GetDate(d1, m1, y1);
-  other.GetDate(d2, m2, y2);
+  CivilOf(serial_, d1, m1, y1);
+  CivilOf(other.serial_, d2, m2, y2);
   return m1 == m2 && y1 == y2;
 }
 
@@ -173,7 +199,7 @@ Date& Date::operator-=(const Days& n) {
 
 Date& Date::AddMonths(long long k) {
   int d, m, y;
-  GetDate(d, m, y);
+  CivilOf(serial_, d, m, y);
   long long year = y;
   long long month = m + k;
   if (month >= 13) {
@@ -185,7 +211,7 @@ Date& Date::AddMonths(long long k) {
     year -= q;
     month = 12 * (q + 1) - v;
   }
-  SetClamped(d, month, year);
+  serial_ = SerialOf(d, month, year);
   return *this;
 }
 
@@ -193,7 +219,7 @@ Date& Date::AddMonths(long long k) {
 // yields a month of 13 or more, which the clamping turns into December.
 Date& Date::SubtractMonths(long long k) {
   int d, m, y;
-  GetDate(d, m, y);
+  CivilOf(serial_, d, m, y);
   long long year = y;
   long long month;
   const long long v = k - m;
@@ -206,16 +232,16 @@ Date& Date::SubtractMonths(long long k) {
   }
   const int table_month = static_cast<int>(Clamp(month, 1, 12));
   const int limit = kDaysInMonth[table_month - 1] + (table_month == 2 && IsLeap(year) ? 1 : 0);
-  SetClamped(std::min(d, limit), month, year);
+  serial_ = SerialOf(std::min(d, limit), month, year);
   return *this;
 }
 
 Date& Date::AddYears(long long k) {
   int d, m, y;
-  GetDate(d, m, y);
+  CivilOf(serial_, d, m, y);
   const long long year = y + k;
   const int limit = kDaysInMonth[m - 1] + (m == 2 && IsLeap(year) ? 1 : 0);
-  SetClamped(std::min(d, limit), m, year);
+  serial_ = SerialOf(std::min(d, limit), m, year);
   return *this;
 }
 
@@ -235,14 +261,14 @@ void Date::operator--(int) { serial_ = Wrap(serial_ - 1LL); }
 
 void Date::SetStartDecad() {
   int d, m, y;
-  GetDate(d, m, y);
-  SetClamped(d <= 10 ? 1 : d <= 20 ? 11 : 21, m, y);
+  CivilOf(serial_, d, m, y);
+  serial_ = SerialOf(d <= 10 ? 1 : d <= 20 ? 11 : 21, m, y);
 }
 
 void Date::SetEndDecad() {
   int d, m, y;
-  GetDate(d, m, y);
-  SetClamped(d <= 10 ? 10 : d <= 20 ? 20 : MonthLength(y, m), m, y);
+  CivilOf(serial_, d, m, y);
+  serial_ = SerialOf(d <= 10 ? 10 : d <= 20 ? 20 : MonthLength(y, m), m, y);
 }
 
 void Date::NextDecad() {
@@ -252,15 +278,15 @@ void Date::NextDecad() {
 
 void Date::SetStartCuartal() {
   int d, m, y;
-  GetDate(d, m, y);
-  SetClamped(1, (m - 1) / 3 * 3 + 1, y);
+  CivilOf(serial_, d, m, y);
+  serial_ = SerialOf(1, (m - 1) / 3 * 3 + 1, y);
 }
 
 void Date::SetEndCuartal() {
   int d, m, y;
-  GetDate(d, m, y);
+  CivilOf(serial_, d, m, y);
   const int last_month = (m - 1) / 3 * 3 + 3;
-  SetClamped(MonthLength(y, last_month), last_month, y);
+  serial_ = SerialOf(MonthLength(y, last_month), last_month, y);
 }
 
 void Date::NextCuartal() {
@@ -271,5 +297,5 @@ void Date::NextCuartal() {
 void Date::Current() {
   SYSTEMTIME now{};
   kelm::port::LocalTime(&now);
-  SetClamped(now.wDay, now.wMonth, now.wYear);
+  serial_ = SerialOf(now.wDay, now.wMonth, now.wYear);
 }

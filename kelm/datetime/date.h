@@ -117,9 +117,6 @@ class Date {
   char* TextYear(char* buf) const;      // «2013 г.»
 
  private:
-  // SetDate on wide values, so that arithmetic far out of range clamps
-  // instead of overflowing.
-  void SetClamped(long long day, long long month, long long year);
   Date& AddMonths(long long k);
   Date& SubtractMonths(long long k);
   Date& AddYears(long long k);

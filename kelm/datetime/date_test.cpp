@@ -58,6 +58,23 @@ TEST(DateCalendar, EveryDayOfYearsOneToNineThousandRoundTripsAndMatchesChrono) {
   EXPECT_EQ(expected_serial, 2937644 + 1);
 }
 
+TEST(DateCalendar, SerialsBeyondYearNineThousandAndBeforeYearOne) {
+  const sys_days epoch = std::chrono::year{1957} / std::chrono::January / 1;
+  for (long serial = 2937645; serial < 2937645 + 2 * 146097; serial += 37) {
+    const std::chrono::year_month_day civil{epoch + std::chrono::days{serial}};
+    ExpectDate(Date(serial), static_cast<int>(static_cast<unsigned>(civil.day())),
+               static_cast<int>(static_cast<unsigned>(civil.month())), static_cast<int>(civil.year()));
+  }
+  // Before year 1 the day count is clamped: year 0 runs from its day 1 and
+  // everything earlier reads 31 December of year -1.
+  ExpectDate(Date(-714415L), 30, 12, 0);
+  ExpectDate(Date(-714779L), 1, 1, 0);
+  ExpectDate(Date(-714780L), 31, 12, -1);
+  ExpectDate(Date(-714781L), 31, 12, -1);
+  ExpectDate(Date(-2147483647L - 1), 31, 12, -1);
+  ExpectDate(Date(2147483647L), 12, 7, 5881567);
+}
+
 TEST(DateCalendar, KnownSerialsAndWeekdays) {
   EXPECT_EQ(static_cast<long>(Date(1, 1, 1957)), 0);
   EXPECT_EQ(Date(1, 1, 1957).DayOfWeek(), 2);

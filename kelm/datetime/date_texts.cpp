@@ -94,7 +94,7 @@ Date& Date::FromString(const char* text, const char* mask, bool fixed_width) {
     year = DateTimeUtils::GetInitDate().Year();
   }
   if (year < 100 && !fixed_width) year += year < 58 ? 2000 : 1900;
-  SetClamped(day, month, year);
+  SetDate(Days(day), Months(month), Years(year));
   return *this;
 }
 
