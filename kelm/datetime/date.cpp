@@ -42,25 +42,28 @@ std::int32_t SerialOf(long long day, long long month, long long year) {
          static_cast<int>(kSerialBase);
 }
 
-// Serials of the years 1..9999 take the short way through March-based 400-
-// year eras, which agrees day by day with the step-by-step way below.
+// Serials of the years 1..9999 take a short way (Neri and Schneider's
+// Euclidean affine functions over a calendar shifted so that every quantity is
+// an unsigned 32-bit number), which agrees day by day with the step-by-step
+// way below.
 constexpr std::int32_t kFirstSerial = -714414;  // 1 January of year 1
 constexpr std::int32_t kLastSerial = 2937644;   // 31 December 9999
-// Serial + kMarchBase = days since 1 March of year 0.
-constexpr std::uint32_t kMarchBase = 714720;
+constexpr std::uint32_t kShiftedDays = 536890710;    // serial 0 in the shifted calendar
+constexpr std::uint32_t kShiftedYears = 1468000;     // year 0 in the shifted calendar
 
 void CivilOf(std::int32_t serial, int& day, int& month, int& year) {
   if (serial >= kFirstSerial && serial <= kLastSerial) {
-    const std::uint32_t z = static_cast<std::uint32_t>(serial) + kMarchBase;
-    const std::uint32_t era = z / 146097;
-    const std::uint32_t day_of_era = z - era * 146097;
-    const std::uint32_t year_of_era =
-        (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
-    const std::uint32_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-    const std::uint32_t march_month = (5 * day_of_year + 2) / 153;
-    day = static_cast<int>(day_of_year - (153 * march_month + 2) / 5 + 1);
-    month = static_cast<int>(march_month < 10 ? march_month + 3 : march_month - 9);
-    year = static_cast<int>(year_of_era + era * 400) + (month <= 2 ? 1 : 0);
+    const std::uint32_t n1 = 4 * (static_cast<std::uint32_t>(serial) + kShiftedDays) + 3;
+    const std::uint32_t century = n1 / 146097;
+    const std::uint32_t n2 = n1 % 146097 / 4 * 4 + 3;
+    const std::uint64_t u2 = std::uint64_t{2939745} * n2;
+    const std::uint32_t year_of_century = static_cast<std::uint32_t>(u2 >> 32);
+    const std::uint32_t day_of_year = static_cast<std::uint32_t>(u2) / 2939745 / 4;  // from 1 March
+    const std::uint32_t n3 = 2141 * day_of_year + 197913;
+    const bool january_or_february = day_of_year >= 306;
+    day = static_cast<int>(n3 % 65536 / 2141 + 1);
+    month = static_cast<int>(january_or_february ? n3 / 65536 - 12 : n3 / 65536);
+    year = static_cast<int>(100 * century + year_of_century + (january_or_february ? 1 : 0) - kShiftedYears);
     return;
   }
   // Outside them: the day count n from 1 January of year 1 = 366, with the
