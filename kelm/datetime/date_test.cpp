@@ -6,6 +6,7 @@
 #include <string>
 
 #include "kelm/datetime/date_time_utils.h"
+#include "kelm/frame/startup.h"
 
 namespace {
 
@@ -311,7 +312,7 @@ TEST(DateTimeUtilsTest, InitialDateFeedsDefaultConstruction) {
   DateTimeUtils::SetInitDate(Date(2, 9, 2011));
   EXPECT_EQ(static_cast<long>(shared), static_cast<long>(Date(2, 9, 2011)));
 
-  DateTimeInit();
+  KELMLIBInit();  // sets the initial date and time to now
   Date today(0L);
   today.Current();
   // Allow for midnight passing between the two calls.
