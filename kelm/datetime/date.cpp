@@ -1,7 +1,6 @@
 #include "kelm/datetime/date.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "kelm/datetime/date_time_utils.h"
 #include "kelm/port/clock.h"
@@ -104,17 +103,16 @@ void DateTimeInit() {
   DateTimeUtils::SetInitTimeToCurrent();
 }
 
-Date::Date() : serial_(static_cast<std::int32_t>(static_cast<long>(DateTimeUtils::GetInitDate()))) {}
-Date::Date(int day, int month, int year) { serial_ = SerialOf(day, month, year); }
-Date::Date(Days d, Months m, Years y) { serial_ = SerialOf(d, m, y); }
-Date::Date(Months m, Days d, Years y) { serial_ = SerialOf(d, m, y); }
-Date::Date(Months m, Years y, Days d) { serial_ = SerialOf(d, m, y); }
-Date::Date(Years y, Months m, Days d) { serial_ = SerialOf(d, m, y); }
-Date::Date(Years y, Days d, Months m) { serial_ = SerialOf(d, m, y); }
-Date::Date(Days d, Years y, Months m) { serial_ = SerialOf(d, m, y); }
-Date::Date(Years y) { serial_ = SerialOf(1, 1, y); }
-Date::Date(Months m) { serial_ = SerialOf(1, m, 1); }
-Date::Date(Days d) { serial_ = SerialOf(d, 1, 1); }
+Date::Date(int day, int month, int year) : serial_(SerialOf(day, month, year)) {}
+Date::Date(Days d, Months m, Years y) : serial_(SerialOf(d, m, y)) {}
+Date::Date(Months m, Days d, Years y) : serial_(SerialOf(d, m, y)) {}
+Date::Date(Months m, Years y, Days d) : serial_(SerialOf(d, m, y)) {}
+Date::Date(Years y, Months m, Days d) : serial_(SerialOf(d, m, y)) {}
+Date::Date(Years y, Days d, Months m) : serial_(SerialOf(d, m, y)) {}
+Date::Date(Days d, Years y, Months m) : serial_(SerialOf(d, m, y)) {}
+Date::Date(Years y) : serial_(SerialOf(1, 1, y)) {}
+Date::Date(Months m) : serial_(SerialOf(1, m, 1)) {}
+Date::Date(Days d) : serial_(SerialOf(d, 1, 1)) {}
 
 Date& Date::operator=(long serial) {
   serial_ = static_cast<std::int32_t>(serial);

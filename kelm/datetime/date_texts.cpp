@@ -2,7 +2,6 @@
 #include <cstring>
 
 #include "kelm/datetime/date.h"
-#include "kelm/datetime/date_time_utils.h"
 
 using kelm::datetime_internal::WriteDecimal;
 
@@ -88,10 +87,11 @@ Date& Date::FromString(const char* text, const char* mask, bool fixed_width) {
   int& day = values[0];
   int& month = values[1];
   int& year = values[2];
+  const Date initial;
   if (day == 0) day = 1;
-  if (month == 0) month = DateTimeUtils::GetInitDate().Month();
+  if (month == 0) month = initial.Month();
   if (year == 0 && std::strchr(mask, 'г') == nullptr && std::strchr(mask, 'Г') == nullptr) {
-    year = DateTimeUtils::GetInitDate().Year();
+    year = initial.Year();
   }
   if (year < 100 && !fixed_width) year += year < 58 ? 2000 : 1900;
   SetDate(Days(day), Months(month), Years(year));

@@ -15,6 +15,12 @@ constinit Time init_time(0L);
 
 }  // namespace
 
+// Copies the initial date under the lock, not after it.
+Date::Date() {
+  Locker lock(LibraryLock());
+  serial_ = init_date.serial_;
+}
+
 const Date& DateTimeUtils::GetInitDate() {
   Locker lock(LibraryLock());
   return init_date;
