@@ -16,6 +16,14 @@
 #include "kelm/frame/sync.h"
 #include "kelm/frame/thread.h"
 
+#include "kelm/datetime/date.h"
+#include "kelm/datetime/date_interval.h"
+#include "kelm/datetime/date_time_utils.h"
+#include "kelm/datetime/mask_text.h"
+#include "kelm/datetime/time.h"
+#include "kelm/datetime/time_stamp.h"
+#include "kelm/datetime/units.h"
+
 #include "kelm/text/char_classes.h"
 #include "kelm/text/file_name.h"
 #include "kelm/text/number_text.h"

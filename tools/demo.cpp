@@ -10,5 +10,6 @@ int main() {
   DemoFrame();
   DemoErrors();
   DemoText();
+  DemoDatetime();
   return 0;
 }

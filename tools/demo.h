@@ -7,6 +7,7 @@ namespace kelm::tools {
 void DemoFrame();
 void DemoErrors();
 void DemoText();
+void DemoDatetime();
 
 }  // namespace kelm::tools
 

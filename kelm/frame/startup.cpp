@@ -1,5 +1,6 @@
 #include "kelm/frame/startup.h"
 
+#include "kelm/datetime/date.h"
 #include "kelm/frame/dlls.h"
 #include "kelm/frame/global_vars.h"
 #include "kelm/frame/kelm_lib_instance.h"
@@ -24,4 +25,4 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
   return TRUE;
 }
 
-void KELMLIBInit() {}
+void KELMLIBInit() { DateTimeInit(); }

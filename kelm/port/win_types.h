@@ -55,6 +55,24 @@ typedef long LONG;
 #define DLL_THREAD_ATTACH 2
 #define DLL_THREAD_DETACH 3
 
+// 100-nanosecond units since 1 January 1601, split in two halves.
+typedef struct _FILETIME {
+  DWORD dwLowDateTime;
+  DWORD dwHighDateTime;
+} FILETIME;
+
+// A calendar date and time of day; wDayOfWeek is 0 for Sunday.
+typedef struct _SYSTEMTIME {
+  WORD wYear;
+  WORD wMonth;
+  WORD wDayOfWeek;
+  WORD wDay;
+  WORD wHour;
+  WORD wMinute;
+  WORD wSecond;
+  WORD wMilliseconds;
+} SYSTEMTIME;
+
 // A recursive lock, as a Windows critical section is.
 struct CRITICAL_SECTION {
   pthread_mutex_t mutex;

@@ -1,0 +1,15 @@
+#include "kelm/port/clock.h"
+
+namespace kelm::port {
+
+void LocalTime(SYSTEMTIME* now) { ::GetLocalTime(now); }
+
+bool SystemTimeToFileTime(const SYSTEMTIME* in, FILETIME* out) {
+  return ::SystemTimeToFileTime(in, out) != FALSE;
+}
+
+bool FileTimeToSystemTime(const FILETIME* in, SYSTEMTIME* out) {
+  return ::FileTimeToSystemTime(in, out) != FALSE;
+}
+
+}  // namespace kelm::port
