@@ -20,4 +20,10 @@
 #include "kelm/text/number_text.h"
 #include "kelm/text/string.h"
 
+#include "kelm/containers/intrusive_list.h"
+
+#include "kelm/streams/ifstream.h"
+#include "kelm/streams/mem_stream.h"
+#include "kelm/streams/stream.h"
+
 #endif  // KELM_KELM_H_
