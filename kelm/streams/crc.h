@@ -38,11 +38,8 @@ class CRC32 {
   std::uint32_t table_[256];
 
  private:
+  // The register `r` after the bytes at `p`.
   std::uint32_t Run(std::uint32_t r, const unsigned char* p, std::size_t n) const;
-
-  // The same table advanced by 1 to 7 more bytes, so that eight bytes go
-  // through the register at a time.
-  std::uint32_t slices_[7][256];
 };
 
 // The calling thread's CRC32.
