@@ -229,15 +229,4 @@ TEST(ObjReferTest, CountsAndRaises) {
   EXPECT_EQ(copy_source.RefCount(), 1);
 }
 
-const char* const kDescr = "things";
-
-TEST(ObjCounterTest, CountsNothing) {
-  [[maybe_unused]] ObjCounter<kDescr> counter;
-  [[maybe_unused]] ObjCounterNode node("things");
-  EXPECT_EQ(ObjCounter<kDescr>::ConstructedCount(), 0);
-  EXPECT_EQ(ObjCounter<kDescr>::DestructedCount(), 0);
-  EXPECT_EQ(ObjCounterNode::ConstructedCount(), 0);
-  EXPECT_STREQ(ObjCounter<kDescr>::Description(), "things");
-}
-
 }  // namespace
