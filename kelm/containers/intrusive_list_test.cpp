@@ -93,7 +93,7 @@ TEST(ListTest, InsertionOrders) {
   front += c;
   EXPECT_EQ(Names(front), "cba");
   EXPECT_EQ(front.Last(), &a);
-  EXPECT_EQ(&front[0], &c);
+  EXPECT_EQ(&front[0u], &c);
   EXPECT_EQ(front.GetNum(a), 2u);
   EXPECT_EQ(front.FindPrev(a), &b);
 
