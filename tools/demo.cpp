@@ -11,5 +11,6 @@ int main() {
   DemoErrors();
   DemoText();
   DemoDatetime();
+  DemoStreams();
   return 0;
 }

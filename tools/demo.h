@@ -8,6 +8,7 @@ void DemoFrame();
 void DemoErrors();
 void DemoText();
 void DemoDatetime();
+void DemoStreams();
 
 }  // namespace kelm::tools
 
