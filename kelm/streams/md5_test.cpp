@@ -106,6 +106,12 @@ TEST(StreamHashTest, CompareAndDecimalText) {
   EXPECT_EQ(zero.Compare(h), -1);
   zero.GetHashStr(text);
   EXPECT_STREQ(text, "0000");
+
+  // Into a text buffer, whose contents are replaced.
+  TextBuffer<255> buf("leftover");
+  EXPECT_STREQ(h.GetHashHex(buf), "900150983cd24fb0d6963f7d28e17f72");
+  EXPECT_STREQ(h.GetHashStr(buf), "2555380112295802118021013193821920983336");
+  EXPECT_STREQ(buf.C_str(), "2555380112295802118021013193821920983336");
 }
 
 }  // namespace

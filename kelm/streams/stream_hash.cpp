@@ -55,3 +55,17 @@ void StreamHash::GetHashStr(char (&text)[41]) const {
                                           static_cast<unsigned long>(word)));
   }
 }
+
+const char* StreamHash::GetHashHex(TextBuffer<255>& buf) const {
+  char hex[33];
+  GetHashHex(hex);
+  buf.Set(hex);
+  return buf.C_str();
+}
+
+const char* StreamHash::GetHashStr(TextBuffer<255>& buf) const {
+  char text[41];
+  GetHashStr(text);
+  buf.Set(text);
+  return buf.C_str();
+}

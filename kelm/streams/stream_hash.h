@@ -4,8 +4,7 @@
 
 #include "kelm/streams/stream.h"
 
-template <int N>
-class TextBuffer;
+#include "kelm/text/text_buffer.h"
 
 class StreamHash {
  public:
@@ -28,20 +27,8 @@ class StreamHash {
   void GetHashStr(char (&text)[41]) const;
 
   // The same texts in a TextBuffer, whose text is returned.
-  template <int N>
-  const char* GetHashHex(TextBuffer<N>& buf) const {
-    char hex[33];
-    GetHashHex(hex);
-    buf.Set(hex);
-    return buf.C_str();
-  }
-  template <int N>
-  const char* GetHashStr(TextBuffer<N>& buf) const {
-    char text[41];
-    GetHashStr(text);
-    buf.Set(text);
-    return buf.C_str();
-  }
+  const char* GetHashHex(TextBuffer<255>& buf) const;
+  const char* GetHashStr(TextBuffer<255>& buf) const;
 
  private:
   unsigned char digest_[16];
