@@ -66,7 +66,7 @@ class FuncList {
   const IFuncRegistrator* Find(const char* name, const char* signature) const;
 
   // Deletes every owned registrator once and forgets all entries. Takes the lock
-  // in shared mode only: must not run concurrently with Insert.
+  // in shared mode only: must not run concurrently with Insert or a look-up.
   void ClearRegistration();
 
  private:

@@ -14,7 +14,8 @@
 
 namespace kelm::testing {
 
-// Reads a Variant that outlives the reader. Scalars render as AsString.
+// Reads its own copy of a Variant. Scalars render as AsString. A cursor
+// must not outlive its reader.
 class MemoryReader : public IObjectReader {
  public:
   explicit MemoryReader(const Variant& value, std::string name = "") : mValue(value), mName(std::move(name)) {}
@@ -71,7 +72,7 @@ class MemoryReader : public IObjectReader {
     }
   };
 
-  const Variant& mValue;
+  const Variant mValue;
   std::string mName;
 };
 
