@@ -12,4 +12,13 @@
 #include "kelm/frame/sync.h"
 #include "kelm/frame/thread.h"
 
+#include "kelm/variant/func_list.h"
+#include "kelm/variant/object_io.h"
+#include "kelm/variant/variant.h"
+
+#include "kelm/threadpool/thread_pool.h"
+
+#include "kelm/log/base_log.h"
+#include "kelm/log/log_stream_buf.h"
+
 #endif  // KELM_KELM_H_

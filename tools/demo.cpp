@@ -8,5 +8,6 @@ int main() {
   KELMLIBInit();
   Say("kelm-lib demo\n\n");
   DemoFrame();
+  DemoKelm();
   return 0;
 }
