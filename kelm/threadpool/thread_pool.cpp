@@ -1,6 +1,7 @@
 #include "kelm/threadpool/thread_pool.h"
 
 #include <chrono>
+#include <stdexcept>
 
 namespace kelm {
 namespace {
@@ -20,7 +21,9 @@ void RunTask(Task* task) {
 
 std::counting_semaphore<> ThreadPool::mTaskSemaphore(0);
 
-ThreadPool::ThreadPool(ThreadPoolEventHandler* handler) : mTerminated(false), mHandler(handler) {}
+ThreadPool::ThreadPool(ThreadPoolEventHandler* handler) : mTerminated(false), mHandler(handler) {
+  if (handler == nullptr) throw std::invalid_argument("ThreadPool needs an event handler");
+}
 
 ThreadPool::~ThreadPool() {
   // Workers still running are let go, as a thread group does on destruction.
@@ -36,6 +39,8 @@ void ThreadPool::StartThreads(int count) {
 }
 
 int ThreadPool::AddTask(Task* task) {
+  // A null task would read as an empty queue to the worker that pops it.
+  if (task == nullptr) throw std::invalid_argument("ThreadPool::AddTask: null task");
   int length;
   {
     std::lock_guard lock(mTasksMutex);

@@ -39,7 +39,7 @@ class ThreadPoolEventHandler {
 // same worker runs again without being deleted in between.
 class ThreadPool {
  public:
-  // `handler` must not be null.
+  // Throws std::invalid_argument for a null `handler`.
   explicit ThreadPool(ThreadPoolEventHandler* handler);
   ThreadPool(const ThreadPool&) = delete;
   ThreadPool& operator=(const ThreadPool&) = delete;
@@ -50,7 +50,8 @@ class ThreadPool {
   void StartThreads(int count);
 
   // Appends the task and wakes a worker; returns the queue length after the
-  // append. Tasks added before StartThreads wait in the queue.
+  // append. Tasks added before StartThreads wait in the queue. Throws
+  // std::invalid_argument for a null task.
   int AddTask(Task* task);
 
   // Queued tasks, not counting those being run.

@@ -65,7 +65,9 @@ TEST(ThreadPoolTest, QueuedTasksWaitForTheThreads) {
 
   pool.StartThreads(0);
   pool.StartThreads(-1);
+  EXPECT_THROW(pool.AddTask(nullptr), std::invalid_argument);
   EXPECT_EQ(pool.TasksCount(), 3);
+  EXPECT_THROW(ThreadPool(nullptr), std::invalid_argument);
 
   pool.StartThreads(2);
   journal.deleted.wait();
