@@ -19,14 +19,12 @@ esac
 server=/usr/lib/wine/wineserver
 [ -x "$server" ] || server=$(command -v wineserver)
 
-# The first run makes the prefix; parallel runs wait for it.
-if [ ! -f "$prefix/system.reg" ]; then
-  mkdir -p "$(dirname "$prefix")"
-  flock "$prefix.lock" sh -c "[ -f '$prefix/system.reg' ] || '$loader' wineboot -i" \
-    </dev/null >/dev/null 2>&1
-fi
-# A persistent server keeps later starts fast; its output must not hold any
-# pipe of the caller open.
+# A persistent server keeps later starts fast. The first run makes the prefix
+# and starts Wine's services; both are detached from the caller's pipes,
+# which they would otherwise hold open after the program has ended (parallel
+# runs wait for the first).
+mkdir -p "$(dirname "$prefix")"
 "$server" -p30 </dev/null >/dev/null 2>&1 &
+flock "$prefix.lock" "$loader" wineboot -i </dev/null >/dev/null 2>&1
 
 exec "$loader" "$@" </dev/null

@@ -39,7 +39,8 @@ const IFuncRegistrator* FuncList::Find(const char* name, IObjectReader& params) 
     const std::unique_ptr<IObjectReader::IItems> items = params.Items();
     int count = 0;
     for (items->First(); !items->AtEnd(); items->Next()) ++count;
-    signature = " " + std::to_string(count);
+    signature = ' ';
+    signature += std::to_string(count);
   }
   return Find(name, signature.c_str());
 }
