@@ -5,12 +5,20 @@
 #include "kelm/port/win_types.h"
 
 #include "kelm/frame/dlls.h"
+#include "kelm/frame/error_messager.h"
+#include "kelm/frame/errors.h"
+#include "kelm/frame/exceptions.h"
 #include "kelm/frame/fatal_terminator.h"
 #include "kelm/frame/global_vars.h"
 #include "kelm/frame/kelm_lib_instance.h"
+#include "kelm/frame/message_table.h"
 #include "kelm/frame/startup.h"
 #include "kelm/frame/sync.h"
 #include "kelm/frame/thread.h"
+
+#include "kelm/text/char_classes.h"
+#include "kelm/text/number_text.h"
+#include "kelm/text/string.h"
 
 #include "kelm/variant/func_list.h"
 #include "kelm/variant/object_io.h"

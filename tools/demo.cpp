@@ -8,6 +8,7 @@ int main() {
   KELMLIBInit();
   Say("kelm-lib demo\n\n");
   DemoFrame();
+  DemoErrors();
   DemoKelm();
   return 0;
 }

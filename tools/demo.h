@@ -5,6 +5,7 @@
 namespace kelm::tools {
 
 void DemoFrame();
+void DemoErrors();
 void DemoKelm();
 
 }  // namespace kelm::tools

@@ -1,0 +1,54 @@
+#include "kelm/frame/exceptions.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "kelm/frame/errors.h"
+
+using KelmErrors::internal::FormatCodedText;
+using KelmErrors::internal::FormatCut;
+using KelmErrors::internal::kDefaultCodeFormat;
+
+Exception::Exception() : message{} {}
+
+Exception::Exception(const char* text) : message{} {
+  if (text == nullptr) return;
+  const size_t length = std::min(std::strlen(text), kMessageSize - 1);
+  std::memcpy(message, text, length);
+}
+
+Exception::Exception(const char* format, va_list args) : message{} {
+  FormatCut(message, kMaxFormatted, format, args);
+}
+
+Exception::~Exception() {
+  // Through a volatile pointer, so that the clearing is not optimised away.
+  volatile char* bytes = message;
+  for (size_t i = 0; i < kMessageSize; ++i) bytes[i] = '\0';
+}
+
+String Exception::Description() const { return String(message); }
+
+std::string Exception::DescriptionEx() const { return std::string(message); }
+
+GorseCodeException::GorseCodeException(int code, va_list args) : code(code) {
+  FormatCodedText(message, kMaxFormatted, kDefaultCodeFormat, static_cast<unsigned long>(code),
+                  args);
+}
+
+GorseCodeException::GorseCodeException(int code, const char* format, ...) : code(code) {
+  va_list args;
+  va_start(args, format);
+  FormatCodedText(message, kMaxFormatted, format != nullptr ? format : kDefaultCodeFormat,
+                  static_cast<unsigned long>(code), args);
+  va_end(args);
+}
+
+ZipException::ZipException(int code, va_list args) : GorseCodeException(code, args) {}
+
+ZipException::ZipException(int code, const char* format) : GorseCodeException(code, format) {}
+
+MSXMLException::MSXMLException(const char* text) : Exception(text) {}
+
+BadPathException::BadPathException(const char* fileName)
+    : fileName(fileName != nullptr ? fileName : "") {}
