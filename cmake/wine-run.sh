@@ -22,8 +22,7 @@ server=/usr/lib/wine/wineserver
 # A persistent server keeps later starts fast. The first run makes the prefix
 # and starts Wine's services; both are detached from the caller's pipes,
 # which they would otherwise hold open after the program has ended (parallel
-# runs wait for the first). The services must not inherit the lock (-o), or
-# it stays taken for as long as they run and the next start waits forever.
+# runs wait for the first).
 mkdir -p "$(dirname "$prefix")"
 "$server" -p30 </dev/null >/dev/null 2>&1 &
 flock -o "$prefix.lock" "$loader" wineboot -i </dev/null >/dev/null 2>&1

@@ -22,6 +22,7 @@
 
 #include "kelm/variant/func_list.h"
 #include "kelm/variant/object_io.h"
+#include "kelm/variant/rpc_file.h"
 #include "kelm/variant/variant.h"
 
 #include "kelm/threadpool/thread_pool.h"
