@@ -6,7 +6,6 @@
 #include <string>
 
 #include "kelm/log/log_stream_buf.h"
-#include "kelm/port/utc_offset.h"
 
 namespace kelm {
 namespace {
@@ -139,21 +138,6 @@ TEST(BaseLogTest, NullLogDropsEverything) {
   std::ostringstream out;
   log.flush(out);
   EXPECT_EQ(out.str(), "");
-}
-
-TEST(BaseLogTest, CreationTimeIsLocalNow) {
-  using std::chrono::microseconds;
-  auto localNow = [] {
-    const auto now = std::chrono::system_clock::now();
-    return std::chrono::floor<microseconds>(now.time_since_epoch() + port::UtcOffset(now));
-  };
-  const microseconds before = localNow();
-  TextLog first;
-  TextLog second;
-  const microseconds after = localNow();
-  EXPECT_LE(before, first.CreationTime().time_since_epoch());
-  EXPECT_LE(first.CreationTime(), second.CreationTime());
-  EXPECT_LE(second.CreationTime().time_since_epoch(), after);
 }
 
 }  // namespace

@@ -251,14 +251,5 @@ TEST(VariantTest, StringToFileDecodesBase64) {
   EXPECT_EQ(read.Content(), "abc");
 }
 
-TEST(VariantTest, TypeNames) {
-  EXPECT_STREQ(convert::GetString<int>(), "number");
-  EXPECT_STREQ(convert::GetString<std::string>(), "string");
-  EXPECT_STREQ(convert::GetString<bool>(), "bool");
-  EXPECT_STREQ(convert::GetString<std::vector<Variant>>(), "array");
-  EXPECT_STREQ(convert::GetString<std::vector<ObjectMember>>(), "object");
-  EXPECT_STREQ(convert::GetString<VariantFile>(), "file");
-}
-
 }  // namespace
 }  // namespace kelm
