@@ -41,4 +41,14 @@
 #include "kelm/streams/stream_hash.h"
 #include "kelm/streams/text_stream.h"
 
+#include "kelm/variant/func_list.h"
+#include "kelm/variant/object_io.h"
+#include "kelm/variant/rpc_file.h"
+#include "kelm/variant/variant.h"
+
+#include "kelm/threadpool/thread_pool.h"
+
+#include "kelm/log/base_log.h"
+#include "kelm/log/log_stream_buf.h"
+
 #endif  // KELM_KELM_H_

@@ -12,5 +12,6 @@ int main() {
   DemoText();
   DemoDatetime();
   DemoStreams();
+  DemoKelm();
   return 0;
 }

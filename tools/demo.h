@@ -9,6 +9,7 @@ void DemoErrors();
 void DemoText();
 void DemoDatetime();
 void DemoStreams();
+void DemoKelm();
 
 }  // namespace kelm::tools
 

@@ -1,0 +1,105 @@
+#include "kelm/threadpool/thread_pool.h"
+
+#include <chrono>
+#include <stdexcept>
+
+namespace kelm {
+namespace {
+
+constexpr std::chrono::microseconds kIdleWait(500000);
+
+// An exception escaping a task would end the process on a worker thread; the
+// task counts as run instead, and the worker goes on with the queue.
+void RunTask(Task* task) {
+  try {
+    task->Execute();
+  } catch (...) {
+  }
+}
+
+}  // namespace
+
+std::counting_semaphore<> ThreadPool::mTaskSemaphore(0);
+
+ThreadPool::ThreadPool(ThreadPoolEventHandler* handler) : mTerminated(false), mHandler(handler) {
+  if (handler == nullptr) throw std::invalid_argument("ThreadPool needs an event handler");
+}
+
+ThreadPool::~ThreadPool() {
+  // Workers still running are let go, as a thread group does on destruction.
+  for (std::thread& thread : mThreads) {
+    if (thread.joinable()) thread.detach();
+  }
+}
+
+void ThreadPool::StartThreads(int count) {
+  std::unique_lock lock(mStartMutex);
+  if (!mThreads.empty()) return;
+  for (int i = 0; i < count; ++i) mThreads.emplace_back(&ThreadPool::ThreadProc, this);
+}
+
+int ThreadPool::AddTask(Task* task) {
+  // A null task would read as an empty queue to the worker that pops it.
+  if (task == nullptr) throw std::invalid_argument("ThreadPool::AddTask: null task");
+  int length;
+  {
+    std::lock_guard lock(mTasksMutex);
+    mTasks.push_back(task);
+    length = static_cast<int>(mTasks.size());
+  }
+  mTaskSemaphore.release();
+  return length;
+}
+
+int ThreadPool::TasksCount() const {
+  std::lock_guard lock(mTasksMutex);
+  return static_cast<int>(mTasks.size());
+}
+
+bool ThreadPool::IsTerminated() const {
+  std::lock_guard lock(mTerminatedMutex);
+  return mTerminated;
+}
+
+void ThreadPool::Terminate() {
+  std::lock_guard lock(mTerminatedMutex);
+  mTerminated = true;
+}
+
+// The start lock also keeps StartThreads and a second Stop away from the
+// thread list while the workers are joined.
+void ThreadPool::Stop() {
+  Terminate();
+  std::unique_lock lock(mStartMutex);
+  for (std::thread& thread : mThreads) {
+    if (thread.joinable()) thread.join();
+  }
+}
+
+Task* ThreadPool::PopTask() {
+  std::lock_guard lock(mTasksMutex);
+  if (mTasks.empty()) return nullptr;
+  Task* task = mTasks.front();
+  mTasks.pop_front();
+  return task;
+}
+
+int ThreadPool::ThreadProc(ThreadPool* pool) {
+  if (pool == nullptr) return 0;
+  pool->mHandler->OnThreadStart();
+  do {
+    Task* task = pool->PopTask();
+    while (task != nullptr && !pool->IsTerminated()) {
+      RunTask(task);
+      Task* next = pool->PopTask();
+      if (next != task) delete task;
+      task = next;
+    }
+    delete task;  // taken from the queue after Terminate: dropped unrun
+    (void)mTaskSemaphore.try_acquire_for(kIdleWait);
+  } while (!pool->IsTerminated());
+  pool->mHandler->OnThreadEnd();
+  return 0;
+}
+
+}  // namespace kelm

@@ -1,0 +1,83 @@
+#include "kelm/variant/object_io.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "kelm/variant/testing/memory_object_io.h"
+
+namespace kelm {
+namespace {
+
+using testing::MemoryReader;
+using testing::MemoryWriter;
+
+Variant Obj(std::vector<ObjectMember> members) { return Variant(members); }
+Variant Arr(std::vector<Variant> items) { return Variant(items); }
+
+TEST(ObjectIoTest, ArraysReadScalarsAsTexts) {
+  const Variant source = Arr({1, true, "x", Arr({2.5, Variant()}), Obj({{"k", 7}})});
+  MemoryReader reader(source);
+  std::vector<Variant> items = {"stale"};
+  ReadValue(reader, items);
+  ASSERT_EQ(items.size(), 5u);
+  EXPECT_EQ(items[0], Variant("1"));
+  EXPECT_EQ(items[1], Variant("true"));
+  EXPECT_EQ(items[2], Variant("x"));
+  EXPECT_EQ(items[3], Arr({"2.5", "null"}));
+  EXPECT_EQ(items[4], Obj({{"k", "7"}}));
+}
+
+TEST(ObjectIoTest, ObjectsKeepNamesAndOrder) {
+  const Variant source = Obj({{"b", 1}, {"a", Obj({{"inner", Arr({"y"})}})}, {"b", "again"}});
+  MemoryReader reader(source);
+  std::vector<ObjectMember> members = {{"stale", 0}};
+  ReadValue(reader, members);
+  EXPECT_EQ(Variant(members), Obj({{"b", "1"}, {"a", Obj({{"inner", Arr({"y"})}})}, {"b", "again"}}));
+
+  MemoryReader empty(Obj({}));
+  ReadValue(empty, members);
+  EXPECT_TRUE(members.empty());
+}
+
+TEST(ObjectIoTest, FileContentGoesToTheFileStream) {
+  const Variant source(VariantFile(std::string("\x01\x00\x02", 3)));
+  MemoryReader reader(source);
+  VariantFile file("head:");
+  ReadValue(reader, file);
+  EXPECT_EQ(file.Content(), std::string("head:\x01\x00\x02", 8));
+}
+
+TEST(ObjectIoTest, WriteValueRoundTrip) {
+  const Variant tree = Obj({
+      {"name", "Иванов"},
+      {"count", 3},
+      {"big", 18446744073709551615ULL},
+      {"ratio", 0.25},
+      {"ok", false},
+      {"none", Variant()},
+      {"list", Arr({1, Arr({}), Obj({})})},
+      {"data", VariantFile("bytes")},
+  });
+  MemoryWriter writer;
+  WriteValue(writer, tree);
+  writer.Flush();
+  EXPECT_EQ(writer.Result(), tree);
+  EXPECT_TRUE(FindValue(writer.Result().ToObject(), "big").IsUint64());
+}
+
+TEST(ObjectIoTest, MemoryWriterRefusesMisuse) {
+  MemoryWriter unmatched;
+  unmatched.BeginObject();
+  EXPECT_THROW(unmatched.EndArray(), std::runtime_error);
+  EXPECT_THROW(unmatched.Flush(), std::runtime_error);
+
+  MemoryWriter twice;
+  twice.WriteInt(1);
+  EXPECT_THROW(twice.WriteInt(2), std::runtime_error);
+  twice.Flush();
+  EXPECT_THROW(twice.BeginArray(), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace kelm

@@ -1,0 +1,186 @@
+// The kelm namespace: a Variant tree searched, a registered function called
+// by name, a small thread pool, a log record.
+#include <atomic>
+#include <latch>
+#include <sstream>
+
+#include "kelm/kelm.h"
+#include "tools/console.h"
+#include "tools/demo.h"
+
+namespace kelm::tools {
+namespace {
+
+void ShowVariant() {
+  Say("Variant:\n");
+  const std::vector<ObjectMember> order = {
+      {"id", 1001ULL},
+      {"customer", Variant(std::vector<ObjectMember>{{"name", "Иванов"}, {"city", "Тверь"}})},
+      {"items", Variant(std::vector<Variant>{"чай", "сахар"})},
+  };
+  Say("  city found in a nested object: %s\n", FindObjectValue(order, "city").AsString().c_str());
+  Say("  id as text: %s, items: %s\n", FindValue(order, "id").AsString().c_str(),
+      FindValue(order, "items").AsString().c_str());
+  try {
+    FindValue(order, "customer").ToInt();
+  } catch (const std::runtime_error& e) {
+    Say("  strict access to the wrong kind: %s\n\n", e.what());
+  }
+}
+
+// Reads the parameters of a call straight from a Variant object.
+class VariantReader : public IObjectReader {
+ public:
+  explicit VariantReader(Variant value, std::string name = "") : mValue(std::move(value)), mName(std::move(name)) {}
+  Variant::VariantType Type() const override { return mValue.Type(); }
+  void ReadName(std::string& name) override { name = mName; }
+  void ReadFile(std::ostream& stream) override { stream << mValue.ToFile().Content(); }
+  void ReadString(std::string& text) override { text = mValue.AsString(); }
+  void ReadBool(bool& value) override { value = mValue.ToBool(); }
+  void ReadInt(long long& value) override { value = mValue.AsInt(); }
+  void ReadUint64(unsigned long long& value) override { value = mValue.ToUint64(); }
+  void ReadReal(double& value) override { value = mValue.ToReal(); }
+  bool IsUint64() const override { return mValue.IsUint64(); }
+  std::unique_ptr<IItems> Items() override { return std::make_unique<Members>(mValue.ToObject()); }
+
+ private:
+  class Members : public IItems {
+   public:
+    explicit Members(const std::vector<ObjectMember>& members) : mMembers(members) {}
+    void First() override { mAt = 0; }
+    void Next() override { ++mAt; }
+    bool AtEnd() const override { return mAt >= mMembers.size(); }
+    std::shared_ptr<IObjectReader> Current() const override {
+      return std::make_shared<VariantReader>(mMembers[mAt].value, mMembers[mAt].name);
+    }
+
+   private:
+    const std::vector<ObjectMember>& mMembers;
+    std::size_t mAt = 0;
+  };
+
+  Variant mValue;
+  std::string mName;
+};
+
+// Writes a single number result as text.
+class TextWriter : public IObjectWriter {
+ public:
+  std::string text;
+  void BeginObject() override { text += "{"; }
+  void EndObject() override { text += "}"; }
+  void BeginArray() override { text += "["; }
+  void EndArray() override { text += "]"; }
+  void WriteName(const std::string& name) override { text += name + ":"; }
+  void WriteString(const std::string& value) override { text += "\"" + value + "\""; }
+  void WriteBool(bool value) override { text += value ? "true" : "false"; }
+  void WriteInt(long long value) override { text += std::to_string(value); }
+  void WriteUint64(unsigned long long value) override { text += std::to_string(value); }
+  void WriteReal(double value) override { text += std::to_string(value); }
+  void WriteNull() override { text += "null"; }
+  void WriteFile(std::istream&) override { text += "<file>"; }
+  void WriteRaw(const std::string& encoded) override { text += encoded; }
+  void Flush() override {}
+};
+
+class DemoContext : public IContext {
+ public:
+  std::string Caller() const override { return "demo"; }
+};
+
+long long Sum(long long a, long long b) { return a + b; }
+
+class SumRegistrator : public IFuncRegistrator {
+ public:
+  SumRegistrator() : IFuncRegistrator(reinterpret_cast<void*>(&Sum)) {}
+  void Call(IObjectReader& params, IObjectWriter& result, IContext&) const override {
+    std::vector<ObjectMember> members;
+    ReadValue(params, members);
+    auto sum = reinterpret_cast<long long (*)(long long, long long)>(Function());
+    result.WriteInt(sum(GetValue(members, "a").AsInt(), GetValue(members, "b").AsInt()));
+  }
+};
+
+class Functions : public FuncList {};
+
+void ShowFunctionCall() {
+  Say("Function registry:\n");
+  Functions functions;
+  functions.Insert("Sum", " 2", new SumRegistrator, false);
+  functions.AddAlterName("Sum", " 2", "Add");
+  VariantReader params(Variant(std::vector<ObjectMember>{{"a", 40}, {"b", "2"}}));
+  TextWriter result;
+  DemoContext context;
+  functions.Find("Add", params)->Call(params, result, context);
+  Say("  Add(a=40, b=\"2\") through the alias of Sum = %s\n", result.text.c_str());
+  VariantReader three(Variant(std::vector<ObjectMember>{{"a", 1}, {"b", 2}, {"c", 3}}));
+  try {
+    functions.Find("Sum", three);
+  } catch (const FuncList::InvalidParamsException&) {
+    Say("  Sum with three parameters: invalid parameters\n\n");
+  }
+}
+
+class Square : public Task {
+ public:
+  Square(int n, std::atomic<long long>& total, std::latch& done) : mN(n), mTotal(total), mDone(done) {}
+  ~Square() override { mDone.count_down(); }
+  void Execute() override { mTotal += static_cast<long long>(mN) * mN; }
+
+ private:
+  int mN;
+  std::atomic<long long>& mTotal;
+  std::latch& mDone;
+};
+
+class Greeter : public ThreadPoolEventHandler {
+ public:
+  std::atomic<int> started{0};
+  void OnThreadStart() override { ++started; }
+};
+
+void ShowThreadPool() {
+  Say("Thread pool:\n");
+  Greeter greeter;
+  ThreadPool pool(&greeter);
+  std::atomic<long long> total{0};
+  std::latch done(100);
+  for (int n = 1; n <= 100; ++n) pool.AddTask(new Square(n, total, done));
+  Say("  queued before start: %d tasks\n", pool.TasksCount());
+  pool.StartThreads(3);
+  done.wait();
+  pool.Stop();
+  Say("  3 workers summed the squares of 1..100: %lld\n\n", total.load());
+}
+
+// Heads each record with its local creation time and prints it.
+class ConsoleLog : public BaseBufLog {
+ public:
+  void Write() {
+    const auto created = CreationTime();
+    const std::chrono::hh_mm_ss time(created - std::chrono::floor<std::chrono::days>(created));
+    std::ostringstream out;
+    flush(out);
+    Say("  %02d:%02d:%02d.%06lld %s", static_cast<int>(time.hours().count()),
+        static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()),
+        static_cast<long long>(time.subseconds().count()), out.str().c_str());
+  }
+};
+
+void ShowLog() {
+  Say("Log:\n");
+  ConsoleLog log;
+  log() << "запись собрана в памяти: " << 3 << " поля, " << 2.5 << " мс\n";
+  log.Write();
+}
+
+}  // namespace
+
+void DemoKelm() {
+  ShowVariant();
+  ShowFunctionCall();
+  ShowThreadPool();
+  ShowLog();
+}
+
+}  // namespace kelm::tools
