@@ -304,6 +304,9 @@ bool Array::Check(int n) {
   const long long half = maxCount / 2 < kMaxGrowthStep ? maxCount / 2 : kMaxGrowthStep;
   long long capacity = maxCount + half;
   if (capacity < static_cast<long long>(maxCount) + n) capacity = static_cast<long long>(maxCount) + n;
+  // After SetBuf the count may exceed the recorded capacity: the rule above
+  // alone could then leave less room than the items need.
+  if (capacity < needed) capacity = needed;
   Reallocate(capacity);
   maxCount = static_cast<std::int32_t>(capacity);
   return true;
