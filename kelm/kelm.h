@@ -20,4 +20,14 @@
 #include "kelm/text/number_text.h"
 #include "kelm/text/string.h"
 
+#include "kelm/containers/intrusive_list.h"
+
+#include "kelm/streams/crc.h"
+#include "kelm/streams/ifstream.h"
+#include "kelm/streams/md5.h"
+#include "kelm/streams/mem_stream.h"
+#include "kelm/streams/stream.h"
+#include "kelm/streams/stream_hash.h"
+#include "kelm/streams/text_stream.h"
+
 #endif  // KELM_KELM_H_

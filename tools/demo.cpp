@@ -9,5 +9,6 @@ int main() {
   Say("kelm-lib demo\n\n");
   DemoFrame();
   DemoErrors();
+  DemoStreams();
   return 0;
 }

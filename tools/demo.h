@@ -6,6 +6,7 @@ namespace kelm::tools {
 
 void DemoFrame();
 void DemoErrors();
+void DemoStreams();
 
 }  // namespace kelm::tools
 

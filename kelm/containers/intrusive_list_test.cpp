@@ -1,0 +1,243 @@
+#include "kelm/containers/intrusive_list.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "kelm/frame/exceptions.h"
+
+namespace {
+
+struct Item : Node {
+  explicit Item(char n, std::vector<char>* gone = nullptr) : name(n), gone_(gone) {}
+  ~Item() override {
+    if (gone_ != nullptr) gone_->push_back(name);
+  }
+  char name;
+  std::vector<char>* gone_;
+};
+
+// The names from the list's first node to its last.
+std::string Names(List& list) {
+  std::string names;
+  list.ForEach(
+      [](Node& n, void* arg) {
+        *static_cast<std::string*>(arg) += static_cast<Item&>(n).name;
+        return 0;
+      },
+      &names);
+  return names;
+}
+
+TEST(NodeTest, LoneNode) {
+  Item a('a');
+  EXPECT_EQ(a.Count(), 1u);
+  EXPECT_EQ(a.Next(), &a);
+  EXPECT_EQ(a.Prev(), &a);
+  EXPECT_EQ(&a.RemoveNext(), &a);
+  EXPECT_EQ(&a.Remove(), &a);
+  EXPECT_EQ(&a[5], &a);
+}
+
+TEST(NodeTest, JoinSplitAndWalk) {
+  Item a('a'), b('b'), c('c'), d('d');
+  a += b;  // a b
+  a += c;  // a c b
+  EXPECT_EQ(a.Count(), 3u);
+  EXPECT_EQ(a.Next(), &c);
+  EXPECT_EQ(b.Next(), &a);
+  EXPECT_EQ(a.Prev(), &b);
+  EXPECT_EQ(&a[2], &b);
+  EXPECT_EQ(&a[3], &a);
+  EXPECT_EQ(a.GetNum(b), 2u);
+  EXPECT_EQ(a.FindPrev(b), &c);
+  EXPECT_EQ(a.FindPrev(d), nullptr);
+  // Two nodes of one ring split it: a b | c.
+  a += c;
+  EXPECT_EQ(a.Count(), 2u);
+  EXPECT_EQ(c.Count(), 1u);
+  // Two rings join: a c b d ... after joining with d's ring.
+  c += d;  // c d
+  a += c;  // a d c b
+  EXPECT_EQ(a.Count(), 4u);
+  EXPECT_EQ(a.Next(), &d);
+  // Remove returns the predecessor and leaves the ring whole.
+  EXPECT_EQ(&c.Remove(), &d);
+  EXPECT_EQ(c.Next(), &c);
+  EXPECT_EQ(a.Count(), 3u);
+  EXPECT_EQ(&a.RemoveNext(), &d);
+  EXPECT_EQ(a.Count(), 2u);
+}
+
+TEST(NodeTest, DestroyedNodeLeavesTheRingIntact) {
+  Item a('a'), c('c');
+  {
+    Item b('b');
+    a += c;
+    a += b;  // a b c
+  }
+  EXPECT_EQ(a.Count(), 2u);
+  EXPECT_EQ(a.Next(), &c);
+  EXPECT_EQ(c.Next(), &a);
+}
+
+TEST(ListTest, InsertionOrders) {
+  Item a('a'), b('b'), c('c');
+  List front;
+  EXPECT_TRUE(front.IsEmpty());
+  EXPECT_EQ(front.Count(), 0u);
+  EXPECT_EQ(front.ForEach([](Node&, void*) { return 1; }, nullptr), nullptr);
+  front += a;
+  front += b;
+  front += c;
+  EXPECT_EQ(Names(front), "cba");
+  EXPECT_EQ(front.Last(), &a);
+  EXPECT_EQ(&front[0], &c);
+  EXPECT_EQ(front.GetNum(a), 2u);
+  EXPECT_EQ(front.FindPrev(a), &b);
+
+  Item x('x'), y('y'), z('z');
+  List back;
+  back.InsLast(x);
+  back.InsLast(y);
+  back.InsLast(z);
+  EXPECT_EQ(Names(back), "xyz");
+  EXPECT_EQ(back.Last(), &z);
+  EXPECT_EQ(back.First(), &x);
+  EXPECT_EQ(back.Count(), 3u);
+}
+
+TEST(ListTest, Remove) {
+  Item a('a'), b('b'), c('c'), stranger('s');
+  List list;
+  EXPECT_FALSE(list.Remove(&a));
+  list.InsLast(a);
+  list.InsLast(b);
+  list.InsLast(c);
+  EXPECT_FALSE(list.Remove(nullptr));
+  EXPECT_FALSE(list.Remove(&stranger));
+  EXPECT_TRUE(list.Remove(&c));  // the last: its predecessor takes over
+  EXPECT_EQ(list.Last(), &b);
+  EXPECT_EQ(c.Next(), &c);
+  EXPECT_TRUE(list.Remove(&a));
+  EXPECT_EQ(Names(list), "b");
+  EXPECT_TRUE(list.Remove(&b));  // the only node
+  EXPECT_TRUE(list.IsEmpty());
+}
+
+TEST(ListTest, ForEachStopsAndMayDestroy) {
+  std::vector<char> gone;
+  List list;
+  for (char n : std::string("abcd")) list.InsLast(*new Item(n, &gone));
+  int calls = 0;
+  Node* found = list.ForEach(
+      [](Node&, void* arg) { return ++*static_cast<int*>(arg) == 2 ? 1 : 0; }, &calls);
+  EXPECT_EQ(calls, 2);
+  EXPECT_EQ(static_cast<Item*>(found)->name, 'b');
+  // The visitor may destroy the node it is given (here the second, "b").
+  list.Remove(found);
+  delete found;
+  EXPECT_EQ(Names(list), "acd");
+  list.RemoveAll();
+  EXPECT_TRUE(list.IsEmpty());
+  EXPECT_EQ(std::string(gone.begin(), gone.end()), "bacd");  // the last node goes last
+}
+
+struct Counted : NodeRefer {
+  explicit Counted(int* alive) : alive_(alive) { ++*alive_; }
+  ~Counted() override { --*alive_; }
+  int* alive_;
+};
+
+void ExpectUnexpectedError(const GorseCodeException& e, const char* member) {
+  EXPECT_EQ(e.Code(), 4614);
+  EXPECT_NE(std::string(static_cast<const char*>(e.Description())).find(member),
+            std::string::npos);
+}
+
+TEST(NodeReferTest, DisposeCountsDown) {
+  int alive = 0;
+  auto* n = new Counted(&alive);
+  EXPECT_EQ(n->RefCount(), 1);
+  n->IncRef();
+  EXPECT_FALSE(n->Dispose());
+  EXPECT_EQ(alive, 1);
+  EXPECT_TRUE(n->Dispose());
+  EXPECT_EQ(alive, 0);
+}
+
+TEST(NodeReferTest, BrokenProtocolRaises4614) {
+  int alive = 0;
+  auto* shared = new Counted(&alive);
+  shared->IncRef();
+  try {
+    delete shared;  // still held by someone else
+    ADD_FAILURE() << "no error";
+  } catch (const GorseCodeException& e) {
+    ExpectUnexpectedError(e, "NodeRefer::~NodeRefer");
+  }
+
+  auto* held = new Counted(&alive);
+  held->IncRef();
+  try {
+    held->Delete();
+    ADD_FAILURE() << "no error";
+  } catch (const GorseCodeException& e) {
+    ExpectUnexpectedError(e, "NodeRefer::Delete");
+  }
+  EXPECT_EQ(held->RefCount(), 1);
+  held->Delete();
+  EXPECT_EQ(alive, 0);
+}
+
+TEST(NodeReferTest, RemoveAllSparesSharedNodes) {
+  int alive = 0;
+  auto* a = new Counted(&alive);
+  auto* b = new Counted(&alive);
+  auto* c = new Counted(&alive);
+  *a += *c;
+  *a += *b;  // a b c
+  b->IncRef();
+  c->RemoveAll();
+  EXPECT_EQ(alive, 1);
+  EXPECT_EQ(b->Next(), b);
+  EXPECT_EQ(b->RefCount(), 1);
+  EXPECT_TRUE(b->Dispose());
+}
+
+struct Shared : ObjRefer {};
+
+TEST(ObjReferTest, CountsAndRaises) {
+  auto* o = new Shared;
+  o->IncRef();
+  EXPECT_EQ(o->RefCount(), 2);
+  EXPECT_FALSE(o->Dispose());
+  EXPECT_TRUE(o->Dispose());
+
+  Shared copy_source;
+  copy_source.IncRef();
+  try {
+    auto* copy = new Shared(copy_source);  // the count is copied
+    EXPECT_EQ(copy->RefCount(), 2);
+    delete copy;
+    ADD_FAILURE() << "no error";
+  } catch (const GorseCodeException& e) {
+    ExpectUnexpectedError(e, "ObjRefer::~ObjRefer");
+  }
+  copy_source = Shared();
+  EXPECT_EQ(copy_source.RefCount(), 1);
+}
+
+const char* const kDescr = "things";
+
+TEST(ObjCounterTest, CountsNothing) {
+  [[maybe_unused]] ObjCounter<kDescr> counter;
+  [[maybe_unused]] ObjCounterNode node("things");
+  EXPECT_EQ(ObjCounter<kDescr>::ConstructedCount(), 0);
+  EXPECT_EQ(ObjCounter<kDescr>::DestructedCount(), 0);
+  EXPECT_EQ(ObjCounterNode::ConstructedCount(), 0);
+  EXPECT_STREQ(ObjCounter<kDescr>::Description(), "things");
+}
+
+}  // namespace

@@ -1,0 +1,83 @@
+#include "kelm/streams/crc.h"
+
+#include <algorithm>
+#include <cstring>
+
+GVars::GlobalVarRegistrator<CRC32, GVars::DefaultGlobalVarAllocator<CRC32>>
+    CheckSum_CRC32_Registrator;
+
+namespace {
+constexpr std::uint32_t kPolynomial = 0xEDB88320;
+}  // namespace
+
+void CRC32::BuildCRCTable() {
+  for (std::uint32_t i = 0; i < 256; ++i) {
+    std::uint32_t r = i;
+    for (int bit = 0; bit < 8; ++bit) r = (r & 1) != 0 ? (r >> 1) ^ kPolynomial : r >> 1;
+    table_[i] = r;
+  }
+  for (int i = 0; i < 256; ++i) {
+    std::uint32_t r = table_[i];
+    for (auto& slice : slices_) {
+      r = (r >> 8) ^ table_[r & 0xFF];
+      slice[i] = r;
+    }
+  }
+}
+
+std::uint32_t CRC32::Run(std::uint32_t r, const unsigned char* p, std::size_t n) const {
+  // Slicing by eight: the register absorbs the first four bytes, and each
+  // of the eight bytes is looked up in the table that advances it by the
+  // bytes still to come.
+  while (n >= 8) {
+    std::uint32_t low;
+    std::uint32_t high;
+    std::memcpy(&low, p, 4);
+    std::memcpy(&high, p + 4, 4);
+    low ^= r;
+    r = slices_[6][low & 0xFF] ^ slices_[5][(low >> 8) & 0xFF] ^ slices_[4][(low >> 16) & 0xFF] ^
+        slices_[3][low >> 24] ^ slices_[2][high & 0xFF] ^ slices_[1][(high >> 8) & 0xFF] ^
+        slices_[0][(high >> 16) & 0xFF] ^ table_[high >> 24];
+    p += 8;
+    n -= 8;
+  }
+  while (n-- != 0) r = (r >> 8) ^ table_[(*p++ ^ r) & 0xFF];
+  return r;
+}
+
+unsigned long CRC32::Calculate(unsigned long length, const char* data) const {
+  if (length == 0) return 0;
+  return Run(0, reinterpret_cast<const unsigned char*>(data), length);
+}
+
+unsigned long CRC32::Calculate(Stream& s) const {
+  unsigned long total = s.Size();
+  if (s.Update(0, Stream::utCopy) == 0) return 0;
+  std::uint32_t result = 0;
+  unsigned long offset = 0;
+  while (total >= 1) {
+    const unsigned long k = std::min<unsigned long>(static_cast<unsigned long>(s.GetBufLen()), total);
+    if (k == 0) break;  // the stream has fewer bytes than its size says
+    const std::uint32_t chunk = Run(0, reinterpret_cast<const unsigned char*>(s.GetBuf()), k);
+    result = chunk ^ (result >> 8);
+    total -= k;
+    offset += k;
+    if (s.Update(offset, Stream::utCopy) == 0) break;
+  }
+  return result;
+}
+
+unsigned char CRC8(unsigned char* data, unsigned long length) {
+  if (data == nullptr || length == 0) return 0;
+  unsigned char r = 0;
+  for (unsigned long i = 0; i < length; ++i) {
+    unsigned char byte = data[i];
+    for (int bit = 0; bit < 8; ++bit) {
+      const bool mix = ((byte ^ r) & 1) != 0;
+      r >>= 1;
+      if (mix) r ^= 0x8C;
+      byte >>= 1;
+    }
+  }
+  return r;
+}

@@ -1,0 +1,94 @@
+#include "kelm/streams/crc.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kelm/streams/mem_stream.h"
+#include "kelm/streams/testing/paged_stream.h"
+
+namespace {
+
+const CRC32& Crc() { return *CheckSum_CRC32_Registrator.Get(); }
+
+unsigned long Crc(const std::string& s) {
+  return Crc().Calculate(static_cast<unsigned long>(s.size()), s.data());
+}
+
+// Bytes that exercise every table entry and every alignment.
+std::string Noise(std::size_t n) {
+  std::string s(n, '\0');
+  std::uint32_t x = 12345;
+  for (auto& c : s) {
+    x = x * 1103515245 + 12345;
+    c = static_cast<char>(x >> 23);
+  }
+  return s;
+}
+
+TEST(CRC32Test, KnownValuesAndTheZlibRelation) {
+  EXPECT_EQ(Crc("123456789"), 0x2DFD2D88u);
+  EXPECT_EQ(Crc().Calculate(0, nullptr), 0u);
+  EXPECT_EQ(Crc().Calculate(0, "whatever"), 0u);
+  for (std::size_t n : {1u, 7u, 8u, 9u, 63u, 1000u, 4099u}) {
+    const std::string s = Noise(n);
+    for (std::size_t skip = 0; skip < 3 && skip <= n; ++skip) {
+      const auto* p = reinterpret_cast<const Bytef*>(s.data() + skip);
+      const auto len = static_cast<uInt>(n - skip);
+      const auto zlib = static_cast<std::uint32_t>(~crc32(0xFFFFFFFFul, p, len));
+      EXPECT_EQ(Crc().Calculate(len, s.data() + skip), len == 0 ? 0u : zlib) << n << "+" << skip;
+    }
+  }
+}
+
+TEST(CRC32Test, OneTablePerThreadAndCopies) {
+  const CRC32* mine = CheckSum_CRC32_Registrator.Get();
+  EXPECT_EQ(CheckSum_CRC32_Registrator.Get(), mine);
+  const CRC32* theirs = nullptr;
+  unsigned long theirs_crc = 0;
+  std::thread other([&] {
+    theirs = CheckSum_CRC32_Registrator.Get();
+    theirs_crc = theirs->Calculate(9, "123456789");
+  });
+  other.join();
+  EXPECT_NE(theirs, mine);
+  EXPECT_EQ(theirs_crc, 0x2DFD2D88u);
+  CRC32 copy(*mine);
+  EXPECT_EQ(copy.Calculate(9, "123456789"), 0x2DFD2D88u);
+}
+
+TEST(CRC32Test, StreamsCombineTheirBuffers) {
+  MemStream empty;
+  EXPECT_EQ(Crc().Calculate(empty), 0u);
+
+  // One buffer: the same as over memory, whatever the position.
+  const std::string content = Noise(100);
+  MemStream flat;
+  flat.Write(content.data(), 100);
+  flat.Seek(40);
+  EXPECT_EQ(Crc().Calculate(flat), Crc(content));
+
+  // Several buffers: each from a fresh register, combined with the result
+  // so far shifted right by eight bits.
+  kelm::testing::PagedStream paged(32, content);
+  std::uint32_t expected = 0;
+  for (std::size_t at = 0; at < content.size(); at += 32)
+    expected = static_cast<std::uint32_t>(Crc(content.substr(at, 32))) ^ (expected >> 8);
+  EXPECT_EQ(Crc().Calculate(paged), expected);
+  EXPECT_NE(expected, Crc(content));
+  EXPECT_EQ(paged.CurPos(), 100u);  // where the last buffer left it
+}
+
+TEST(CRC8Test, Maxim) {
+  unsigned char digits[] = "123456789";
+  EXPECT_EQ(CRC8(digits, 9), 0xA1);
+  EXPECT_EQ(CRC8(nullptr, 5), 0);
+  EXPECT_EQ(CRC8(digits, 0), 0);
+  unsigned char one[] = {0x01};
+  EXPECT_EQ(CRC8(one, 1), 0x5E);
+}
+
+}  // namespace

@@ -1,0 +1,3 @@
+#include "kelm/streams/ifstream.h"
+
+const char* const FStreamDescrStr = "FStream";

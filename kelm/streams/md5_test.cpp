@@ -1,0 +1,117 @@
+#include "kelm/streams/md5.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "kelm/streams/mem_stream.h"
+#include "kelm/streams/stream_hash.h"
+#include "kelm/streams/testing/paged_stream.h"
+
+namespace {
+
+std::string Hex(const unsigned char digest[16]) {
+  char hex[33];
+  CvtHex(reinterpret_cast<char*>(const_cast<unsigned char*>(digest)), hex);
+  return hex;
+}
+
+// Fed in pieces of `step` bytes.
+std::string Md5(const std::string& s, std::size_t step) {
+  MD5_CTX context;
+  MD5Init(&context);
+  for (std::size_t at = 0; at < s.size(); at += step) {
+    const std::size_t n = std::min(step, s.size() - at);
+    MD5Update(&context, reinterpret_cast<const unsigned char*>(s.data() + at), static_cast<unsigned>(n));
+  }
+  unsigned char digest[16];
+  MD5Final(digest, &context);
+  return Hex(digest);
+}
+
+TEST(MD5Test, Rfc1321TestSuite) {
+  const struct {
+    const char* text;
+    const char* md5;
+  } suite[] = {
+      {"", "d41d8cd98f00b204e9800998ecf8427e"},
+      {"a", "0cc175b9c0f1b6a831c399e269772661"},
+      {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+      {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+      {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
+      {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789",
+       "d174ab98d277d9f5a5611c2c9f419d9f"},
+      {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
+       "57edf4a22be3c955ac49da2e2107b67a"},
+  };
+  for (const auto& t : suite)
+    for (std::size_t step : {1u, 3u, 64u, 1000u}) EXPECT_EQ(Md5(t.text, step), t.md5) << t.text;
+}
+
+TEST(MD5Test, PaddingBoundaries) {
+  // 55, 56 and 64 bytes put the length into the same or the next block.
+  EXPECT_EQ(Md5(std::string(55, 'a'), 7), "ef1772b6dff9a122358552954ad0df65");
+  EXPECT_EQ(Md5(std::string(56, 'a'), 7), "3b0c8ac703f828b04c6c197006d17218");
+  EXPECT_EQ(Md5(std::string(64, 'a'), 7), "014842d480b571495a4a0363793f7367");
+}
+
+TEST(CvtHexTest, LowercaseHighNibbleFirst) {
+  char bin[16];
+  for (int i = 0; i < 16; ++i) bin[i] = static_cast<char>(i * 17 + 10);
+  char hex[33];
+  CvtHex(bin, hex);
+  EXPECT_STREQ(hex, "0a1b2c3d4e5f708192a3b4c5d6e7f809");
+}
+
+TEST(StreamHashTest, DigestOfAStreamKeepsItsPosition) {
+  StreamHash fresh;
+  char hex[33];
+  fresh.GetHashHex(hex);
+  EXPECT_STREQ(hex, "00000000000000000000000000000000");
+
+  const std::string content = "12345678901234567890123456789012345678901234567890123456789012345678901234567890";
+  kelm::testing::PagedStream paged(16, content);
+  paged.Seek(5);
+  StreamHash h;
+  h.CalcHash(paged, 0);
+  EXPECT_EQ(paged.CurPos(), 5u);
+  h.GetHashHex(hex);
+  EXPECT_STREQ(hex, "57edf4a22be3c955ac49da2e2107b67a");
+
+  MemStream mem;
+  mem.Write(content.data(), static_cast<unsigned>(content.size()));
+  StreamHash tail;
+  tail.CalcHash(mem, 70);
+  tail.GetHashHex(hex);
+  EXPECT_EQ(hex, Md5(content.substr(70), 64));
+  StreamHash past;
+  past.CalcHash(mem, 80);
+  past.GetHashHex(hex);
+  EXPECT_STREQ(hex, "d41d8cd98f00b204e9800998ecf8427e");
+  EXPECT_EQ(mem.CurPos(), 80u);
+
+  char raw[16];
+  h.GetHash(raw);
+  EXPECT_EQ(std::memcmp(raw, "\x57\xed\xf4\xa2", 4), 0);
+}
+
+TEST(StreamHashTest, CompareAndDecimalText) {
+  MemStream abc;
+  abc.Write("abc", 3);
+  StreamHash h;
+  h.CalcHash(abc, 0);  // 900150983cd24fb0d6963f7d28e17f72
+  char text[41];
+  h.GetHashStr(text);
+  // The words 0x98500190, 0xb04fd23c, 0x7d3f96d6, 0x727fe128.
+  EXPECT_STREQ(text, "2555380112295802118021013193821920983336");
+  StreamHash copy = h;
+  StreamHash zero;
+  EXPECT_EQ(h.Compare(copy), 0);
+  EXPECT_EQ(h.Compare(zero), 1);
+  EXPECT_EQ(zero.Compare(h), -1);
+  zero.GetHashStr(text);
+  EXPECT_STREQ(text, "0000");
+}
+
+}  // namespace

@@ -1,0 +1,57 @@
+#include "kelm/streams/mem_stream.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+MemStream::MemStream(unsigned size)
+    : block_(static_cast<char*>(std::malloc(std::max(size, 1u)))) {
+  if (block_ == nullptr) throw std::bad_alloc();
+  state_ |= kTmpFlag;
+  buffer_ = block_;
+  buf_size_ = size;
+}
+
+MemStream::~MemStream() { std::free(block_); }
+
+Stream& MemStream::Write(const void* src, unsigned n) {
+  const std::uint32_t room = buf_size_ > index_ ? buf_size_ - index_ : 0;
+  if (n <= room && buffer_ != nullptr && index_ <= length_) {
+    // The whole of Stream::Write's first pass, without its checks.
+    std::memmove(buffer_ + index_, src, n);
+    Stream::SetChanged();
+    index_ += n;
+    if (length_ < index_) length_ = index_;
+    return *this;
+  }
+  if (n > room) {
+    const std::uint64_t capacity = 2 * std::max<std::uint64_t>(buf_size_, n - room);
+    if (capacity > UINT32_MAX) CannotWrite();
+    char* grown = nullptr;
+    if (buffer_ == block_) {
+      // realloc keeps the valid bytes as a fresh block and a copy would, and
+      // may avoid the copy.
+      grown = static_cast<char*>(std::realloc(block_, static_cast<std::size_t>(capacity)));
+      if (grown == nullptr) throw std::bad_alloc();
+    } else {  // reopened over another buffer
+      grown = static_cast<char*>(std::malloc(static_cast<std::size_t>(capacity)));
+      if (grown == nullptr) throw std::bad_alloc();
+      if (length_ != 0) std::memcpy(grown, buffer_, length_);
+      std::free(block_);
+    }
+    block_ = buffer_ = grown;
+    buf_size_ = static_cast<std::uint32_t>(capacity);
+  }
+  return Stream::Write(src, n);
+}
+
+MemStream& MemStream::operator=(MemStream& src) {
+  if (&src == this) return *this;
+  Stream::operator=(src);
+  std::free(block_);
+  block_ = src.block_;
+  src.block_ = nullptr;
+  return *this;
+}
