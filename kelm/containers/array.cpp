@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "kelm/frame/errors.h"
+#include "kelm/streams/stream.h"
 
 namespace {
 
@@ -326,6 +327,25 @@ void Array::Reallocate(long long items) {
   void* block = std::realloc(buffer, bytes > 0 ? static_cast<size_t>(bytes) : 1);
   if (block == nullptr) ReportAllocation(bytes);
   buffer = static_cast<unsigned char*>(block);
+}
+
+Stream& operator<<(Stream& s, Array& a) {
+  s << static_cast<long>(a.count);
+  if (a.count > 0) s.Write(a.buffer, static_cast<unsigned>(a.count) * a.itemSize);
+  return s;
+}
+
+Stream& operator>>(Stream& s, Array& a) {
+  constexpr unsigned long kStreamOutOfData = 288;
+  std::int32_t n = 0;
+  s.Read(&n, sizeof n);
+  const unsigned long left = s.Size() > s.CurPos() ? s.Size() - s.CurPos() : 0;
+  if (n < 0 || static_cast<unsigned long long>(n) * a.itemSize > left) Error(kStreamOutOfData);
+  a.count = 0;
+  a.Check(n);
+  if (n > 0) s.Read(a.buffer, static_cast<unsigned>(n) * a.itemSize);
+  a.count = n;
+  return s;
 }
 
 // ---------------------------------------------------------------- typed arrays

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <type_traits>
 
+class Stream;
+
 // The 32-bit `long` of the Windows builds. On LP64 Linux it is a 32-bit int,
 // so arrays of record positions have 4-byte items, and the same stream
 // bytes, on every platform.
@@ -68,6 +70,13 @@ class Array {
   // 0 empties the array (keeping the block); below the count: false.
   bool SetMaxCount(int n);
   void Swap(Array& other);
+
+  // The stream form: the count as 4 bytes, then the raw items. The item
+  // size is not written; the reader must have the writer's.
+  friend Stream& operator<<(Stream& s, Array& a);
+  // Empties the array, then reads. A negative count, or one that the bytes
+  // left in the stream cannot hold, is error 288.
+  friend Stream& operator>>(Stream& s, Array& a);
 
  protected:
   unsigned char* Item(int i) const { return buffer + static_cast<long long>(i) * itemSize; }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "kelm/frame/exceptions.h"
+#include "kelm/streams/mem_stream.h"
 
 namespace {
 
@@ -159,6 +160,36 @@ TEST(ArrayTest, SetBufKeepsTheRecordedCapacity) {
 
   EXPECT_TRUE(a.Fill('\x01', 3));
   EXPECT_EQ(Longs(a), (std::vector<std::int32_t>{0x01010101, 0x01010101, 0x01010101}));
+}
+
+TEST(ArrayTest, StreamFormIsTheCountAndTheRawItems) {
+  Arr<short> a(0);
+  for (short v : {1, -2, 0x0304}) a << v;
+  MemStream s;
+  s << a;
+  ASSERT_EQ(s.Size(), 10u);
+  const unsigned char expected[] = {3, 0, 0, 0, 1, 0, 0xFE, 0xFF, 4, 3};
+  EXPECT_EQ(std::memcmp(s.GetBuf() - s.CurPos(), expected, sizeof expected), 0);
+
+  s.Seek(0);
+  Arr<short> back(1);
+  const short stale = 9;
+  back << stale;
+  s >> back;
+  ASSERT_EQ(back.Count(), 3);
+  EXPECT_EQ(back[1], -2);
+  EXPECT_EQ(back[2], 0x0304);
+
+  // A count that the stream cannot back is refused before anything changes.
+  MemStream bad;
+  bad << 1000L << 'x';
+  bad.Seek(0);
+  EXPECT_THROW(bad >> back, GorseCodeException);
+  EXPECT_EQ(back.Count(), 3);
+  MemStream negative;
+  negative << -1L;
+  negative.Seek(0);
+  EXPECT_THROW(negative >> back, GorseCodeException);
 }
 
 TEST(SortArrayTest, KeySizeRulesAreReported) {

@@ -7,6 +7,8 @@
 #include <string>
 
 #include "kelm/frame/errors.h"
+#include "kelm/streams/stream.h"
+#include "kelm/streams/text_stream.h"
 #include "kelm/text/char_classes.h"
 #include "kelm/text/string.h"
 
@@ -291,6 +293,25 @@ String& Collection::ToString(String& out, char sep) const {
     out += Text(Item(i));
   }
   return out;
+}
+
+Stream& operator<<(Stream& s, Collection& c) {
+  const int n = c.Count() < 65535 ? c.Count() : 65535;
+  s << static_cast<short>(n);
+  for (int i = 0; i < n; ++i) s << static_cast<const char*>(c.Item(i));
+  return s;
+}
+
+Stream& operator>>(Stream& s, Collection& c) {
+  c.Clear();
+  unsigned short n = 0;
+  s >> n;
+  for (int i = 0; i < n; ++i) {
+    String text;
+    s >> text;
+    c.Ins(text.Get());
+  }
+  return s;
 }
 
 // ---------------------------------------------------------------- SortCol

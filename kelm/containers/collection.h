@@ -112,6 +112,13 @@ class Collection {
   char* ToString(char* buf, int size, char sep) const;
   String& ToString(String& out, char sep) const;
 
+  // The stream form: a 16-bit count (at most 65535 items are written), then
+  // each item as a stream text (cut at 255 characters).
+  friend Stream& operator<<(Stream& s, Collection& c);
+  // Drops the items, then inserts each text read (a malloc'ed block)
+  // through the virtual Ins.
+  friend Stream& operator>>(Stream& s, Collection& c);
+
  protected:
   // Releases the item with free() under csOWNER; otherwise nothing.
   virtual void FreeItem(void* item);

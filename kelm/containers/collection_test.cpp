@@ -10,6 +10,7 @@
 
 #include "kelm/frame/error_messager.h"
 #include "kelm/frame/exceptions.h"
+#include "kelm/streams/mem_stream.h"
 #include "kelm/text/string.h"
 
 namespace {
@@ -251,6 +252,28 @@ TEST_F(CollectionTest, TextsOut) {
   Collection empty(0);
   EXPECT_STREQ(static_cast<char*>(empty.ToString(s, '|')), "");
   EXPECT_STREQ(empty.ToString(buf, 16, ','), "");
+}
+
+TEST_F(CollectionTest, StreamForm) {
+  Collection c(csOWNER);
+  c << "ab" << "" << "Ёж";
+  MemStream s;
+  s << c;
+  const unsigned char expected[] = {3, 0, 2, 'a', 'b', 0, 2, 0xA8, 0xE6};
+  ASSERT_EQ(s.Size(), sizeof expected);
+  EXPECT_EQ(std::memcmp(s.GetBuf() - s.CurPos(), expected, sizeof expected), 0);
+
+  s.Seek(0);
+  SortCol sorted(csSORT | csOWNER);
+  sorted << "old";
+  s >> sorted;  // the old item is released, the texts arrive in key order
+  EXPECT_EQ(Texts(sorted), (std::vector<std::string>{"", "ab", "Ёж"}));
+
+  MemStream empty;
+  empty << static_cast<short>(0);
+  empty.Seek(0);
+  empty >> sorted;
+  EXPECT_EQ(sorted.Count(), 0);
 }
 
 TEST_F(CollectionTest, DataCollectionKeysDataAndReplacement) {
