@@ -17,9 +17,13 @@
 #include "kelm/frame/thread.h"
 
 #include "kelm/text/char_classes.h"
+#include "kelm/text/divide.h"
+#include "kelm/text/mask.h"
 #include "kelm/text/number_text.h"
 #include "kelm/text/string.h"
 
+#include "kelm/containers/array.h"
+#include "kelm/containers/collection.h"
 #include "kelm/containers/intrusive_list.h"
 
 #include "kelm/streams/crc.h"

@@ -10,5 +10,6 @@ int main() {
   DemoFrame();
   DemoErrors();
   DemoStreams();
+  DemoContainers();
   return 0;
 }

@@ -7,6 +7,7 @@ namespace kelm::tools {
 void DemoFrame();
 void DemoErrors();
 void DemoStreams();
+void DemoContainers();
 
 }  // namespace kelm::tools
 

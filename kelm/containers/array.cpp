@@ -36,7 +36,9 @@ std::uint16_t ReadUint16(const unsigned char* p) {
 //   Assign(d, s)    copies one item
 //   scratch         the address of the one item of scratch space
 // The pivot is the median of the items at lo, middle and hi, moved to lo, so
-// sorted and reversed input stay n log n. Pending ranges live on a fixed
+// sorted and reversed input stay n log n (the smallest of the three goes to
+// the middle and the greatest to hi: left where they were, reversed input
+// turns into a pattern that defeats the median). Pending ranges live on a fixed
 // stack; the larger part is always the one deferred, so the stack depth is
 // bounded by the bit width of the count.
 template <class Ops>
@@ -57,18 +59,20 @@ void QuickSort(Ops& ops, int count) {
       continue;
     }
     const int mid = lo + ((hi - lo) >> 1);
-    int median = mid;
-    if (ops.Less(ops.Ptr(mid), ops.Ptr(lo))) {
-      if (ops.Less(ops.Ptr(hi), ops.Ptr(mid))) median = mid;
-      else median = ops.Less(ops.Ptr(hi), ops.Ptr(lo)) ? hi : lo;
-    } else {
-      if (ops.Less(ops.Ptr(hi), ops.Ptr(lo))) median = lo;
-      else median = ops.Less(ops.Ptr(hi), ops.Ptr(mid)) ? hi : mid;
-    }
-    if (median != lo) {
-      ops.Assign(ops.scratch, ops.Ptr(lo));
-      ops.Assign(ops.Ptr(lo), ops.Ptr(median));
-      ops.Assign(ops.Ptr(median), ops.scratch);
+    if (mid != lo) {
+      // The three sampled items in order as (mid, lo, hi): the median lands
+      // at lo and becomes the pivot, the smallest and greatest stand guard
+      // in the middle and at the end.
+      auto order = [&ops](int first, int second) {
+        if (ops.Less(ops.Ptr(second), ops.Ptr(first))) {
+          ops.Assign(ops.scratch, ops.Ptr(first));
+          ops.Assign(ops.Ptr(first), ops.Ptr(second));
+          ops.Assign(ops.Ptr(second), ops.scratch);
+        }
+      };
+      order(mid, lo);
+      order(lo, hi);
+      order(mid, lo);
     }
 
     auto* pivot = ops.scratch;
