@@ -162,6 +162,27 @@ TEST(ArrayTest, SetBufKeepsTheRecordedCapacity) {
   EXPECT_EQ(Longs(a), (std::vector<std::int32_t>{0x01010101, 0x01010101, 0x01010101}));
 }
 
+TEST(ArrayTest, AllocationFailuresAreReportedAndKeepTheItems) {
+  // Byte counts beyond 32 bits are refused as failed allocations.
+  try {
+    Array huge(4, 0x40000000);
+    FAIL();
+  } catch (const Exception& e) {
+    EXPECT_EQ(MessageOf(e), "Невозможно распределить массив размером 2147483647байт!");
+  }
+  ArrLong a(2);
+  const Long32 v = 5;
+  a.Ins(&v);
+  try {
+    a.SetMaxCount(0x40000000);
+    FAIL();
+  } catch (const Exception& e) {
+    EXPECT_EQ(MessageOf(e), "Невозможно выделить память размером 2147483647байт (2147483647*1байт)!");
+  }
+  EXPECT_EQ(a.MaxCount(), 2);
+  EXPECT_EQ(a.GetLong(0), 5);
+}
+
 TEST(ArrayTest, StreamFormIsTheCountAndTheRawItems) {
   Arr<short> a(0);
   for (short v : {1, -2, 0x0304}) a << v;
