@@ -142,6 +142,10 @@ class SortCol : public Collection {
   // Under csSORT the position is the key's: see the duplicate, replace and
   // insert-last rules in collection.cpp. Without csSORT, at pos.
   virtual int Ins(void* item, int pos);
+  // Equal key: in place. Otherwise the item is placed by key; should it meet
+  // an equal item without csDUPLICATE the result is -1 with the long-standing
+  // odd outcomes described in collection.cpp (under csOWNER | csREPLACE they
+  // leave a released pointer in the collection: avoid that combination).
   int Repl(void* item, int i) override;
   bool Search(const void* key, int& pos) const override { return DoSearch(key, pos, false); }
 
