@@ -25,6 +25,6 @@ server=/usr/lib/wine/wineserver
 # runs wait for the first).
 mkdir -p "$(dirname "$prefix")"
 "$server" -p30 </dev/null >/dev/null 2>&1 &
-flock "$prefix.lock" "$loader" wineboot -i </dev/null >/dev/null 2>&1
+flock -o "$prefix.lock" "$loader" wineboot -i </dev/null >/dev/null 2>&1
 
 exec "$loader" "$@" </dev/null

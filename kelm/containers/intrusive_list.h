@@ -172,7 +172,6 @@ class ObjCounter {
   ~ObjCounter() = default;
   static long ConstructedCount() { return 0; }
   static long DestructedCount() { return 0; }
-  static const char* Description() { return descr; }
 };
 
 class ObjCounterNode {

@@ -93,7 +93,7 @@ TEST(ListTest, InsertionOrders) {
   front += c;
   EXPECT_EQ(Names(front), "cba");
   EXPECT_EQ(front.Last(), &a);
-  EXPECT_EQ(&front[0], &c);
+  EXPECT_EQ(&front[0u], &c);
   EXPECT_EQ(front.GetNum(a), 2u);
   EXPECT_EQ(front.FindPrev(a), &b);
 
@@ -227,17 +227,6 @@ TEST(ObjReferTest, CountsAndRaises) {
   }
   copy_source = Shared();
   EXPECT_EQ(copy_source.RefCount(), 1);
-}
-
-const char* const kDescr = "things";
-
-TEST(ObjCounterTest, CountsNothing) {
-  [[maybe_unused]] ObjCounter<kDescr> counter;
-  [[maybe_unused]] ObjCounterNode node("things");
-  EXPECT_EQ(ObjCounter<kDescr>::ConstructedCount(), 0);
-  EXPECT_EQ(ObjCounter<kDescr>::DestructedCount(), 0);
-  EXPECT_EQ(ObjCounterNode::ConstructedCount(), 0);
-  EXPECT_STREQ(ObjCounter<kDescr>::Description(), "things");
 }
 
 }  // namespace

@@ -3,11 +3,15 @@
 #include <algorithm>
 #include <cstring>
 
+#include <zlib.h>
+
 GVars::GlobalVarRegistrator<CRC32, GVars::DefaultGlobalVarAllocator<CRC32>>
     CheckSum_CRC32_Registrator;
 
 namespace {
 constexpr std::uint32_t kPolynomial = 0xEDB88320;
+// Below this many bytes the table is quicker than a call into zlib.
+constexpr std::size_t kTableRunLimit = 64;
 }  // namespace
 
 void CRC32::BuildCRCTable() {
@@ -16,33 +20,23 @@ void CRC32::BuildCRCTable() {
     for (int bit = 0; bit < 8; ++bit) r = (r & 1) != 0 ? (r >> 1) ^ kPolynomial : r >> 1;
     table_[i] = r;
   }
-  for (int i = 0; i < 256; ++i) {
-    std::uint32_t r = table_[i];
-    for (auto& slice : slices_) {
-      r = (r >> 8) ^ table_[r & 0xFF];
-      slice[i] = r;
-    }
-  }
 }
 
 std::uint32_t CRC32::Run(std::uint32_t r, const unsigned char* p, std::size_t n) const {
-  // Slicing by eight: the register absorbs the first four bytes, and each
-  // of the eight bytes is looked up in the table that advances it by the
-  // bytes still to come.
-  while (n >= 8) {
-    std::uint32_t low;
-    std::uint32_t high;
-    std::memcpy(&low, p, 4);
-    std::memcpy(&high, p + 4, 4);
-    low ^= r;
-    r = slices_[6][low & 0xFF] ^ slices_[5][(low >> 8) & 0xFF] ^ slices_[4][(low >> 16) & 0xFF] ^
-        slices_[3][low >> 24] ^ slices_[2][high & 0xFF] ^ slices_[1][(high >> 8) & 0xFF] ^
-        slices_[0][(high >> 16) & 0xFF] ^ table_[high >> 24];
-    p += 8;
-    n -= 8;
+  if (n < kTableRunLimit) {
+    while (n-- != 0) r = (r >> 8) ^ table_[(*p++ ^ r) & 0xFF];
+    return r;
   }
-  while (n-- != 0) r = (r >> 8) ^ table_[(*p++ ^ r) & 0xFF];
-  return r;
+  // zlib's crc32 works on several words at once and keeps the same register,
+  // inverted on the way in and out.
+  uLong z = ~r & 0xFFFFFFFFul;
+  while (n != 0) {
+    const auto chunk = static_cast<uInt>(std::min<std::size_t>(n, 1u << 30));
+    z = crc32(z, p, chunk);
+    p += chunk;
+    n -= chunk;
+  }
+  return ~static_cast<std::uint32_t>(z);
 }
 
 unsigned long CRC32::Calculate(unsigned long length, const char* data) const {

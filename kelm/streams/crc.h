@@ -11,8 +11,9 @@
 // at 0 and is not inverted at the end: neither the usual initial value nor
 // the usual final exclusive or. Checksums of other producers do not match
 // it; ~crc32(0xFFFFFFFF, ...) of zlib does. "123456789" gives 0x2DFD2D88.
-// Each thread has its own instance (CheckSum_CRC32_Registrator), tables
-// built on first use.
+// Each thread has its own instance (CheckSum_CRC32_Registrator), its table
+// built on first use. Short runs go through the table, long ones through
+// zlib's word-parallel crc32, which keeps the same register.
 class CRC32 {
  public:
   CRC32() { BuildCRCTable(); }
@@ -38,11 +39,8 @@ class CRC32 {
   std::uint32_t table_[256];
 
  private:
+  // The register `r` after the bytes at `p`.
   std::uint32_t Run(std::uint32_t r, const unsigned char* p, std::size_t n) const;
-
-  // The same table advanced by 1 to 7 more bytes, so that eight bytes go
-  // through the register at a time.
-  std::uint32_t slices_[7][256];
 };
 
 // The calling thread's CRC32.

@@ -11,8 +11,9 @@ void StreamHash::CalcHash(Stream& s, long from) {
   PosRestorer keep(s);
   MD5_CTX context;
   MD5Init(&context);
+  // A start at or past the end, or a negative one, hashes no bytes.
   unsigned long p = static_cast<unsigned long>(from);
-  while (s.Update(p, Stream::utCopy) != 0) {
+  while (from >= 0 && p < s.Size() && s.Update(p, Stream::utCopy) != 0) {
     const int n = s.GetBufLen();
     if (n <= 0) break;
     MD5Update(&context, reinterpret_cast<const unsigned char*>(s.GetBuf()), static_cast<unsigned>(n));

@@ -13,7 +13,8 @@ class StreamHash {
   StreamHash() : digest_{} {}
 
   // The MD5 of the stream's bytes from `from` to its end; the stream's
-  // position is kept. From at or past the end: the MD5 of no bytes.
+  // position is kept. A start at or past the end, or a negative one: the
+  // MD5 of no bytes.
   void CalcHash(Stream& s, long from);
   // The first differing byte, unsigned: -1 when this one is smaller, 1
   // when it is greater, 0 for equal digests.

@@ -4,11 +4,9 @@
 
 #include <cstring>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "kelm/frame/exceptions.h"
-#include "kelm/streams/ifstream.h"
 #include "kelm/streams/mem_stream.h"
 #include "kelm/streams/testing/paged_stream.h"
 
@@ -168,19 +166,6 @@ TEST(StreamTest, WritesThatCannotProgressStop) {
   none.Write("", 0);
 }
 
-TEST(StreamTest, StateFlags) {
-  Stream empty;
-  EXPECT_EQ(empty.State(), 0);
-  EXPECT_FALSE(empty.IsTmp());
-  MemStream s;
-  EXPECT_TRUE(s.IsTmp());
-  EXPECT_FALSE(s.IsChanged());
-  EXPECT_FALSE(s.IsCharDev());
-  s << 'x';
-  EXPECT_TRUE(s.IsChanged());
-  EXPECT_EQ(s.State(), 0x62);
-}
-
 TEST(MemStreamTest, GrowsByDoubling) {
   MemStream s(4);
   EXPECT_EQ(s.BufSize(), 4u);
@@ -202,7 +187,11 @@ TEST(MemStreamTest, GrowsByDoubling) {
 
 TEST(MemStreamTest, OverwriteInTheMiddleKeepsTheSize) {
   MemStream s;
+  EXPECT_EQ(s.State(), Stream::kTmpFlag);
+  EXPECT_FALSE(s.IsChanged());
   s.Write("abcdef", 6);
+  EXPECT_EQ(s.State(), 0x62);  // both changed flags
+  EXPECT_TRUE(s.IsChanged());
   s.Seek(2);
   s.Write("XY", 2);
   EXPECT_EQ(Bytes(s), "abXYef");
@@ -379,17 +368,6 @@ TEST(StreamTest, TextOutput) {
   EXPECT_EQ(exact.Size(), 4097u);
 }
 
-TEST(StreamTest, PosRestorer) {
-  MemStream s;
-  s.Write("abcdef", 6);
-  s.Seek(2);
-  {
-    PosRestorer keep(s);
-    s.Seek(5);
-  }
-  EXPECT_EQ(s.CurPos(), 2u);
-}
-
 // The view moves across separate page buffers.
 TEST(PagedStreamTest, ValuesStraddlePages) {
   PagedStream s(16);
@@ -450,46 +428,6 @@ TEST(PagedStreamTest, LinesSearchAndComparisonAcrossPages) {
   copy.Seek(0);
   copy >> back;  // the rest: everything once more
   EXPECT_EQ(back.Content(), content.substr(0, 25) + content);
-}
-
-// A minimal file stream shows which operations the interface leaves to its
-// implementations and which it answers itself.
-class NoFile : public IFStream {
- public:
-  unsigned long Size() override { return 0; }
-  void Truncate() override {}
-  int Update(unsigned long, UpdateType) override { return 0; }
-  void BeginTransaction() override {}
-  void BreakTransaction() override {}
-  void EndTransaction() override {}
-  bool Open(const char*, unsigned) override { return false; }
-  void Close() override {}
-  bool IsOpen() const override { return false; }
-  bool IsReadOnly() const override { return true; }
-  bool Lock(unsigned long, unsigned long) override { return true; }
-  bool Unlock(unsigned long, unsigned long) override { return true; }
-  bool Flush() override { return true; }
-  bool ReadFile(unsigned long, void*, unsigned) override { return false; }
-  bool WriteFile(unsigned long, void*, unsigned) override { return false; }
-  void ChangeBufferSize(unsigned short) override {}
-  bool Notification(BlocStruct&) override { return false; }
-  char* LockBuf(unsigned long) override { return nullptr; }
-  void UnlockBuf(unsigned long) override {}
-  void UnlockChgBuf(unsigned long) override {}
-  bool IsTmp() const override { return true; }
-  bool IsUnderTransactions() const override { return false; }
-};
-
-TEST(IFStreamTest, DefaultsOfTheInterface) {
-  static_assert(std::is_abstract_v<IFStream>);
-  NoFile f;
-  EXPECT_EQ(f.GetFileName(), nullptr);
-  f.CommitTransaction(1);
-  f.RollbackTmpLocks();
-  EXPECT_EQ(IFStream::ConstructedCount(), 0);
-  EXPECT_EQ(IFStream::DestructedCount(), 0);
-  EXPECT_STREQ(IFStream::Description(), "FStream");
-  EXPECT_EQ(f.RefCount(), 1);
 }
 
 }  // namespace
