@@ -26,11 +26,15 @@
 
 #include "kelm/text/char_classes.h"
 #include "kelm/text/file_name.h"
+#include "kelm/text/divide.h"
+#include "kelm/text/mask.h"
 #include "kelm/text/number_text.h"
 #include "kelm/text/oem_code_page.h"
 #include "kelm/text/string.h"
 #include "kelm/text/text_buffer.h"
 
+#include "kelm/containers/array.h"
+#include "kelm/containers/collection.h"
 #include "kelm/containers/intrusive_list.h"
 
 #include "kelm/streams/crc.h"

@@ -13,5 +13,6 @@ int main() {
   DemoDatetime();
   DemoStreams();
   DemoKelm();
+  DemoContainers();
   return 0;
 }

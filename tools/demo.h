@@ -10,6 +10,7 @@ void DemoText();
 void DemoDatetime();
 void DemoStreams();
 void DemoKelm();
+void DemoContainers();
 
 }  // namespace kelm::tools
 
