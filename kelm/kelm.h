@@ -25,8 +25,8 @@
 #include "kelm/datetime/units.h"
 
 #include "kelm/text/char_classes.h"
-#include "kelm/text/file_name.h"
 #include "kelm/text/divide.h"
+#include "kelm/text/file_name.h"
 #include "kelm/text/mask.h"
 #include "kelm/text/number_text.h"
 #include "kelm/text/oem_code_page.h"
