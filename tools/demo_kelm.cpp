@@ -172,6 +172,7 @@ void ShowLog() {
   ConsoleLog log;
   log() << "запись собрана в памяти: " << 3 << " поля, " << 2.5 << " мс\n";
   log.Write();
+  Say("\n");
 }
 
 }  // namespace
