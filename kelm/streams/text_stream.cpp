@@ -8,18 +8,22 @@ Stream& operator<<(Stream& s, const String& v) { return s << static_cast<const c
 Stream& operator>>(Stream& s, String& v) {
   unsigned char n = 0;
   s.Read(&n, 1);
-  ReadStream(v, s, n);
+  v.ReadStream(s, n);
   return s;
 }
 
-void ReadStream(String& v, Stream& s, int n) {
+String::String(Stream& s) : String() { s >> *this; }
+
+void String::ReadStream(Stream& s, int n) {
   if (n <= 0) {
-    v = "";
+    *this = "";
     return;
   }
-  v.Fill(' ', n);  // a block of max(n + 1, 12) bytes, terminated at n
-  s.Read(static_cast<char*>(v), static_cast<unsigned>(n));
+  Fill(' ', n);  // a block of max(n + 1, 12) bytes, terminated at n
+  s.Read(static_cast<char*>(*this), static_cast<unsigned>(n));
 }
+
+WString::WString(Stream& s) : WString() { s >> *this; }
 
 Stream& operator<<(Stream& s, const WString& v) {
   const auto n = static_cast<std::uint16_t>(v.Len());

@@ -12,9 +12,6 @@
 
 Stream& operator<<(Stream& s, const String& v);
 Stream& operator>>(Stream& s, String& v);
-// Reads exactly `n` bytes into `v` and terminates it there; 0 empties it
-// (a heap text keeps its block).
-void ReadStream(String& v, Stream& s, int n);
 
 Stream& operator<<(Stream& s, const WString& v);
 Stream& operator>>(Stream& s, WString& v);

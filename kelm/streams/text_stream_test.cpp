@@ -28,6 +28,10 @@ TEST(TextStreamTest, String) {
   EXPECT_TRUE(empty.IsEmpty());
   EXPECT_EQ(static_cast<char*>(empty), kept_block);  // emptied in its own block
   EXPECT_EQ(std::string(cyrillic), "Привет");
+  s.Seek(0);
+  const String constructed(s);
+  EXPECT_EQ(std::string(constructed), std::string(255, 'k'));
+  EXPECT_EQ(s.CurPos(), 256u);
 
   MemStream cut_short;
   cut_short << static_cast<unsigned char>(5) << 'a' << 'b';
@@ -46,6 +50,9 @@ TEST(TextStreamTest, WString) {
   s >> back >> empty;
   EXPECT_EQ(back == units, 1);
   EXPECT_TRUE(empty.IsEmpty());
+  s.Seek(0);
+  const WString constructed(s);
+  EXPECT_EQ(constructed == units, 1);
 }
 
 TEST(TextStreamTest, Buffer) {

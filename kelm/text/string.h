@@ -5,6 +5,10 @@
 #ifndef KELM_TEXT_STRING_H_
 #define KELM_TEXT_STRING_H_
 
+// The stream members are defined with the stream encodings
+// (kelm/streams/text_stream.h), so that texts do not depend on streams.
+class Stream;
+
 // A text that is never null: an empty String points at one shared, static,
 // read-only empty text and costs no allocation. A heap text has at least 12
 // bytes, so short assignments reuse the block without calling realloc.
@@ -15,6 +19,7 @@ class String {
   String(const String& other);
   String(char c, int n);                  // as Fill
   String(const char* s, int max_len);     // as operator()
+  explicit String(Stream& s);             // a length byte n, then n bytes
   ~String();
 
   int Len() const;
@@ -53,6 +58,9 @@ class String {
   // becomes empty. An empty String gives a fresh one-byte block.
   char* Get();
   void Swap(String& other);
+  // Reads exactly `n` bytes from the stream and terminates the text there;
+  // 0 or less empties it (a heap text keeps its block).
+  void ReadStream(Stream& s, int n);
 
   // Unsigned byte-by-byte comparisons; a null text counts as empty.
   bool operator==(const char* s) const;
@@ -82,6 +90,7 @@ class WString {
   WString();
   WString(const unsigned short* s);
   WString(const WString& other);
+  explicit WString(Stream& s);  // a 16-bit count n, then n units
   ~WString();
 
   int Len() const;
