@@ -10,7 +10,7 @@ BUILD ?= build
 MINIZIP_SRC := $(CURDIR)/build/minizip-src
 CMAKE_COMMON = -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   $(if $(shell command -v ccache),-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-CTEST := ctest --output-on-failure -j $(JOBS)
+CTEST := ctest --output-on-failure -j $(JOBS) -O ctest.log
 WINE_PREFIX := $(CURDIR)/$(BUILD)/win64/wineprefix
 
 .PHONY: demo test deps deps-linux linux asan tsan win64 win32 \
@@ -26,6 +26,7 @@ demo: deps-linux linux
 
 test: deps
 	$(MAKE) test-linux test-asan test-tsan test-win64 win32 test-install
+	@scripts/test-summary.sh $(BUILD)/linux $(BUILD)/asan $(BUILD)/tsan $(BUILD)/win64
 
 linux:
 	cmake -S . -B $(BUILD)/linux $(CMAKE_COMMON) >/dev/null
@@ -67,6 +68,8 @@ test-tsan: tsan
 # any captured pipe, and stopped afterwards.
 test-win64: win64
 	scripts/wine-session.sh $(WINE_PREFIX) sh -c 'cd $(BUILD)/win64 && $(CTEST)'
+	@echo "GoogleTest under Wine:"
+	@grep -h -E '^\[==========\] .* ran|^\[  PASSED  \]' $(BUILD)/win64/Testing/Temporary/LastTest.log
 
 test-win32: win32
 	scripts/wine-session.sh $(CURDIR)/$(BUILD)/win32/wineprefix sh -c 'cd $(BUILD)/win32 && $(CTEST)'
