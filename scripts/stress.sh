@@ -21,7 +21,6 @@ programs=(
   "threadpool_test *"
   "frame_test Locker.*:Semaphore.*:Mutex1.*:Thread.*:ThreadGlobalVars.*"
   "variant_test FuncListTest.*"
-  "port_test PortThread.*:PortSemaphore.*"
 )
 
 suffix=""
