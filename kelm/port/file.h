@@ -108,8 +108,7 @@ unsigned long FileTypeOf(HANDLE file);
 
 // Null pointers are skipped.
 bool GetFileTimes(HANDLE file, FILETIME* created, FILETIME* accessed, FILETIME* written);
-bool SetFileTimes(HANDLE file, const FILETIME* created, const FILETIME* accessed,
-                  const FILETIME* written);
+bool SetFileTimes(HANDLE file, const FILETIME* created, const FILETIME* accessed, const FILETIME* written);
 #ifdef _WIN32
 inline constexpr bool kCanSetCreationTime = true;
 #else

@@ -1,11 +1,11 @@
 #include "kelm/port/file.h"
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <set>
 #include <string>
 #include <thread>
-
-#include <gtest/gtest.h>
 
 #include "kelm/port/clock.h"
 #include "kelm/port/testing/file_faults.h"
@@ -75,7 +75,8 @@ class FileTest : public ::testing::Test {
 TEST_F(FileTest, DispositionsAndTheirErrors) {
   EXPECT_FALSE(File(Path("a.bin"), ReadWrite()).ok());
   EXPECT_EQ(LastFileError(), kFileNotFound);
-  EXPECT_FALSE(File(Path("missing") + kPathSeparator + "a.bin", ReadWrite(FileDisposition::kOpenAlways)).ok());
+  EXPECT_FALSE(
+      File(Path("missing") + kPathSeparator + "a.bin", ReadWrite(FileDisposition::kOpenAlways)).ok());
   EXPECT_EQ(LastFileError(), kPathNotFound);
 
   ASSERT_TRUE(File(Path("a.bin"), ReadWrite(FileDisposition::kCreateNew)).Put("hello"));
@@ -171,7 +172,9 @@ TEST_F(FileTest, ShareModes) {
 
 TEST_F(FileTest, DeleteOnClose) {
   const std::string name = Path("t.tmp");
-  File file(name, {.read = true, .write = true, .disposition = FileDisposition::kCreateAlways, .delete_on_close = true});
+  File file(
+      name,
+      {.read = true, .write = true, .disposition = FileDisposition::kCreateAlways, .delete_on_close = true});
   ASSERT_TRUE(file.ok());
   ASSERT_TRUE(file.Put("scratch"));
   EXPECT_TRUE(dir_.Exists("t.tmp"));
@@ -190,7 +193,7 @@ TEST_F(FileTest, ByteRangeLocks) {
   EXPECT_EQ(LastFileError(), kLockViolation);
   EXPECT_FALSE(LockFileRange(a.get(), 9, 1));  // overlaps its own lock
   EXPECT_EQ(LastFileError(), kLockViolation);
-  EXPECT_TRUE(LockFileRange(b.get(), 10, 5));  // beyond the end is allowed
+  EXPECT_TRUE(LockFileRange(b.get(), 10, 5));    // beyond the end is allowed
   EXPECT_FALSE(UnlockFileRange(a.get(), 0, 5));  // not the locked range
 #ifndef _WIN32
   EXPECT_EQ(LastFileError(), kNotLocked);  // Wine says 33 where Windows says 158
@@ -239,7 +242,8 @@ TEST_F(FileTest, ReadOnlyAttribute) {
 #endif
   if (!writer.ok()) {
     EXPECT_EQ(writer.error(), kAccessDenied);
-    EXPECT_EQ(File(name, {.read = true, .disposition = FileDisposition::kCreateAlways}).error(), kAccessDenied);
+    EXPECT_EQ(File(name, {.read = true, .disposition = FileDisposition::kCreateAlways}).error(),
+              kAccessDenied);
     EXPECT_FALSE(RemoveFile(name.c_str()));
     EXPECT_EQ(LastFileError(), kAccessDenied);
   }
