@@ -73,6 +73,10 @@ TEST_F(FileUtilsTest, OpenStreamFileModeBits) {
     EXPECT_EQ(Opened(name, fmRead | fmWrite).error(), kSharingViolation);
   }
   {
+    Opened writer(name, fmWrite);
+    EXPECT_EQ(Opened(name, fmRead | fmDenyWrite).error(), kSharingViolation);  // a writer is open
+  }
+  {
     Opened keep(name, fmWrite | fmDenyRead);
     EXPECT_TRUE(Opened(name, fmWrite).ok());
     EXPECT_EQ(Opened(name, fmRead).error(), kSharingViolation);
