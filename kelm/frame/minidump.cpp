@@ -90,8 +90,8 @@ void RotateDumps() {
 }
 
 // One dump at a time: dbghelp is single-threaded, and two dumps within the
-// same second would get the same name. A dump whose name equals the one
-// written last waits for the clock to move on (at most a little over a
+// same second would get the same name. A dump whose name equals that of the
+// last one written waits for the clock to move on (at most a little over a
 // second), so that faults of two threads at once leave two files.
 std::mutex dump_mutex;
 DumpName last_name;
@@ -105,7 +105,7 @@ int WriteDump(bool crash, bool share_read, _MINIDUMP_TYPE type, EXCEPTION_POINTE
     MakeDumpName(name, crash);
   }
   const int result = kelm::port::WriteMiniDump(name, share_read, type, info);
-  std::memcpy(last_name, name, sizeof name);
+  if (result != 0) std::memcpy(last_name, name, sizeof name);
   RotateDumps();
   return result;
 }
