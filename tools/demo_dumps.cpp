@@ -34,7 +34,7 @@ void ShowNewest(const char* folder, const char* suffix) {
   if (newest.empty()) {
     Say("  no dump found\n");
   } else {
-    Say("  %s, %ju bytes\n", newest.string().c_str(), static_cast<std::uintmax_t>(fs::file_size(newest, error)));
+    Say("  %s, %lu bytes\n", newest.string().c_str(), static_cast<unsigned long>(fs::file_size(newest, error)));
   }
 }
 
