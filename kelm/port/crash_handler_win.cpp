@@ -8,6 +8,14 @@
 // unwind information names the faulting instruction as its caller; the
 // translator it calls throws, and the exception leaves through the faulting
 // function as if that instruction had thrown it.
+//
+// Departures from a per-thread translator, forced by the handler being
+// vectored: it sees a fault before the thread's own SEH handlers do, so a
+// fault that client code would catch with __try/__except is translated
+// first (faults inside ntdll, kernel32 and kernelbase excepted, see below);
+// and only processor faults are translated, not exceptions raised with
+// RaiseException (GCC's x86-64 C++ exceptions among them) nor stack
+// overflows.
 #include <cstdint>
 #include <cstdlib>
 #include <mutex>

@@ -102,8 +102,10 @@ bool CaptureContext(CONTEXT* context, const void* ip, const void* sp, const void
 // thread with its registers (from `info`, else its own) and its stack, the
 // modules of /proc/self/maps, the memory list (the stack and the code around
 // the exception address), the exception and miscellaneous process data.
-// `type` is recorded in the header; the extra memory that some types ask
-// Windows for is not written.
+// Departure, for want of a system dump writer: `type` is recorded in the
+// header, but the extra memory that some types ask Windows for (data
+// segments, full memory, handles) is not written, and `share_read` has no
+// effect, Linux having no share modes.
 int WriteMiniDump(const char* name, bool share_read, _MINIDUMP_TYPE type, EXCEPTION_POINTERS* info);
 
 // Fault translation. `dump` writes a crash dump for a fault; `translate`

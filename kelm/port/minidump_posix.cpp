@@ -559,9 +559,9 @@ bool CaptureContext(CONTEXT* context, const void* ip, const void* sp, const void
   return true;
 }
 
-// Linux has no share modes: `share_read` changes nothing. A file size limit
-// must not end the process: SIGXFSZ is held back while the file is written
-// and dropped if the write raised it.
+// `share_read` changes nothing (see the header). A file size limit must not
+// end the process: SIGXFSZ is held back while the file is written and
+// dropped if the write raised it.
 int WriteMiniDump(const char* name, bool /*share_read*/, _MINIDUMP_TYPE type, EXCEPTION_POINTERS* info) {
   sigset_t xfsz, old_mask, pending;
   sigemptyset(&xfsz);
