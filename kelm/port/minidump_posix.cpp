@@ -338,7 +338,10 @@ struct ModuleWalk {
 bool SafeCopy(void* to, std::uintptr_t from, std::size_t size) {
   iovec local{to, size};
   iovec remote{reinterpret_cast<void*>(from), size};
-  return ::syscall(SYS_process_vm_readv, ::getpid(), &local, 1, &remote, 1, 0) == static_cast<long>(size);
+  const long copied = ::syscall(SYS_process_vm_readv, ::getpid(), &local, 1, &remote, 1, 0);
+  if (copied == static_cast<long>(size)) return true;
+  if (copied >= 0) errno = EFAULT;  // a part only
+  return false;
 }
 
 // The ELF build id of a module, from its program headers and notes.
@@ -539,10 +542,19 @@ bool WriteDump(int fd, _MINIDUMP_TYPE type, EXCEPTION_POINTERS* info) {
 
 }  // namespace
 
+// A copy through process_vm_readv answers at once; where the system refuses
+// that call the mappings are consulted.
 bool IsReadable(const void* address, std::size_t size) {
   std::uintptr_t at = reinterpret_cast<std::uintptr_t>(address);
   if (at == 0 || at + size < at) return false;
   std::uintptr_t end = at + size;
+  char scratch[256];
+  std::uintptr_t copied = at;
+  while (copied < end && SafeCopy(scratch, copied, std::min<std::size_t>(end - copied, sizeof scratch))) {
+    copied += std::min<std::size_t>(end - copied, sizeof scratch);
+  }
+  if (copied == end) return true;
+  if (errno != ENOSYS && errno != EPERM) return false;
   while (at < end) {
     Mapping mapping;
     if (!FindMapping(at, &mapping) || !mapping.readable) return false;

@@ -48,6 +48,8 @@ def main():
     expected = [CODES[k] for k in kinds if k != "snapshot"]
     if len(snapshots) != 1 or len(crashes) != len(expected):
         print("dumps %s for the kinds %s" % (names, kinds))
+        for top, _dirs, files in os.walk(work):
+            print("  %s: %s" % (top, sorted(files)))
         return 1
     failures = 0
     for name, code in zip(snapshots + crashes, [CODES["snapshot"]] + expected):
