@@ -130,7 +130,14 @@ struct TranslationEnd {
 
 }  // namespace
 
-extern "C" [[noreturn]] __attribute__((used)) void TranslateFault() __asm__("kelm_translate_fault");
+// The assembler name carries the platform's prefix for C names (an
+// underscore on i686), so that the DLL's export of every symbol finds it.
+#ifdef _WIN64
+#define KELM_TRANSLATE_FAULT "kelm_translate_fault"
+#else
+#define KELM_TRANSLATE_FAULT "_kelm_translate_fault"
+#endif
+extern "C" [[noreturn]] __attribute__((used)) void TranslateFault() __asm__(KELM_TRANSLATE_FAULT);
 
 extern "C" void TranslateFault() {
   ThreadState* state = CurrentState();
@@ -176,7 +183,7 @@ kelm_fault_trampoline:
     pushl %edx
     .cfi_escape 0x0f, 0x03, 0x74, 0x04, 0x06
     .cfi_escape 0x10, 0x08, 0x02, 0x74, 0x00
-    call kelm_translate_fault
+    call _kelm_translate_fault
     ud2
     .cfi_endproc
 )");
