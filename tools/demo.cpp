@@ -14,5 +14,6 @@ int main() {
   DemoStreams();
   DemoKelm();
   DemoContainers();
+  DemoDumps();
   return 0;
 }
