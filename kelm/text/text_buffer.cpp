@@ -205,5 +205,5 @@ bool TextBuffer<N>::operator>=(const char* s) const {
   return Compare(text_, s) >= 0;
 }
 
-template class TextBuffer<261>;
-template class TextBuffer<255>;
+template class KELM_TEMPLATE_EXPORT TextBuffer<261>;
+template class KELM_TEMPLATE_EXPORT TextBuffer<255>;
