@@ -15,7 +15,7 @@ CTEST := ctest --output-on-failure -j $(JOBS) -O ctest.log
 WINE_PREFIX := $(CURDIR)/$(BUILD)/win64/wineprefix
 
 .PHONY: demo test deps deps-linux linux asan tsan win64 win32 \
-        test-linux test-asan test-tsan test-win64 test-win32 test-install bench stats
+        test-linux test-asan test-tsan test-win64 test-win32 test-portable test-install bench stats
 
 deps-linux:
 	@scripts/install-deps.sh linux
@@ -26,7 +26,7 @@ demo: deps-linux linux
 	$(BUILD)/linux/bin/kelm-demo
 
 test: deps
-	$(MAKE) test-linux test-asan test-tsan test-win64 test-win32 test-install
+	$(MAKE) test-linux test-asan test-tsan test-win64 test-win32 test-portable test-install
 	@scripts/test-summary.sh $(BUILD)/linux $(BUILD)/asan $(BUILD)/tsan $(BUILD)/win64 $(BUILD)/win32
 
 linux:
@@ -81,6 +81,13 @@ test-win32: win32
 	  scripts/gtest-counts.sh $(BUILD)/win32; \
 	else rm -f $(BUILD)/win32/ctest.log; \
 	  echo "i686 tests skipped: this machine runs 32-bit x86 code neither natively nor through qemu"; fi
+
+# The record file that the streams tests of the builds wrote is the same
+# file everywhere.
+PORTABLE_FILES = $(wildcard $(addsuffix /kelm/streams/portable_record.bin,$(addprefix $(BUILD)/,linux asan win64 win32)))
+test-portable:
+	@set -- $(PORTABLE_FILES); for f; do cmp "$$1" "$$f" || exit 1; done; \
+	echo "portable_record.bin: the same bytes from $$# builds ($(patsubst $(BUILD)/%/kelm/streams/portable_record.bin,%,$(PORTABLE_FILES)))"
 
 # The installed package works for CMake and pkg-config users.
 test-install: linux
