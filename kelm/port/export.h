@@ -1,9 +1,9 @@
 // KELM_TEMPLATE_EXPORT marks the template instantiations that the library
-// ships (`extern template class KELM_TEMPLATE_EXPORT X<n>;` in the header,
-// `template class KELM_TEMPLATE_EXPORT X<n>;` in the library): the library
-// then defines and exports every member of them, inline ones included,
-// whatever its optimiser inlines, and clients link to those instead of
-// instantiating their own.
+// ships: `extern template class KELM_TEMPLATE_EXPORT X<n>;` in the header,
+// `template class X<n>;` in one of the library's sources, which includes the
+// header. The library then defines and exports every member of them, inline
+// ones included, whatever its optimiser inlines, and clients link to those
+// instead of instantiating their own.
 #ifndef KELM_PORT_EXPORT_H_
 #define KELM_PORT_EXPORT_H_
 
