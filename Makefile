@@ -4,6 +4,8 @@
 #               Windows x86-64 and i686, and run every test (Windows under Wine)
 #   make test-win32   run the tests of the i686 build under the private 32-bit Wine
 #   make stats  the lines of tests against the lines of library code
+#   make stress the thread-related test programs STRESS_RUNS times each, natively
+#               and under Wine (both builds); counts failures and hangs
 
 JOBS ?= 2
 BUILD ?= build
@@ -15,7 +17,7 @@ CTEST := ctest --output-on-failure -j $(JOBS) -O ctest.log
 WINE_PREFIX := $(CURDIR)/$(BUILD)/win64/wineprefix
 
 .PHONY: demo test deps deps-linux linux asan tsan win64 win32 \
-        test-linux test-asan test-tsan test-win64 test-win32 test-portable test-install bench stats
+        test-linux test-asan test-tsan test-win64 test-win32 test-portable test-install bench stats stress
 
 deps-linux:
 	@scripts/install-deps.sh linux
@@ -27,6 +29,7 @@ demo: deps-linux linux
 
 test: deps
 	$(MAKE) test-linux test-asan test-tsan test-win64 test-win32 test-portable test-install
+	$(MAKE) stress STRESS_RUNS=$(STRESS_CI_RUNS)
 	@scripts/test-summary.sh $(BUILD)/linux $(BUILD)/asan $(BUILD)/tsan $(BUILD)/win64 $(BUILD)/win32
 
 linux:
@@ -88,6 +91,21 @@ PORTABLE_FILES = $(wildcard $(addsuffix /kelm/streams/portable_record.bin,$(addp
 test-portable:
 	@set -- $(PORTABLE_FILES); for f; do cmp "$$1" "$$f" || exit 1; done; \
 	echo "portable_record.bin: the same bytes from $$# builds ($(patsubst $(BUILD)/%/kelm/streams/portable_record.bin,%,$(PORTABLE_FILES)))"
+
+# Thread code run many times in a row: natively, under 64-bit Wine, and under
+# 32-bit Wine where the i686 build and a 32-bit Wine are there. `make test`
+# runs a slice of about a minute.
+STRESS_RUNS ?= 200
+STRESS_CI_RUNS ?= 10
+stress: linux win64 win32
+	@scripts/setup-wine32.sh
+	@status=0; \
+	scripts/stress.sh $(BUILD)/linux $(STRESS_RUNS) || status=1; \
+	scripts/stress.sh $(BUILD)/win64 $(STRESS_RUNS) cmake/wine-run.sh $(WINE_PREFIX) x86_64 || status=1; \
+	if scripts/setup-wine32.sh --runs; then \
+	  scripts/stress.sh $(BUILD)/win32 $(STRESS_RUNS) cmake/wine-run.sh $(CURDIR)/$(BUILD)/win32/wineprefix i686 || status=1; \
+	else echo "win32: this machine runs 32-bit x86 code neither natively nor through qemu: not stressed"; fi; \
+	exit $$status
 
 # The installed package works for CMake and pkg-config users.
 test-install: linux
