@@ -93,8 +93,8 @@ test-portable:
 	echo "portable_record.bin: the same bytes from $$# builds ($(patsubst $(BUILD)/%/kelm/streams/portable_record.bin,%,$(PORTABLE_FILES)))"
 
 # Thread code run many times in a row: natively, under 64-bit Wine, and under
-# 32-bit Wine where the i686 build and a 32-bit Wine are there. `make test`
-# runs a slice of about a minute.
+# 32-bit Wine where this machine runs 32-bit code. `make test` runs a slice of
+# about a minute.
 STRESS_RUNS ?= 200
 STRESS_CI_RUNS ?= 10
 stress: linux win64 win32

@@ -1,5 +1,6 @@
 # Sourced by the Wine helpers. wine_env ARCH (x86_64 or i686) exports a
-# headless, quiet Wine environment and sets `loader` and `server`.
+# headless, quiet Wine environment for WINEPREFIX and sets `loader` and
+# `server`.
 # The 32-bit Wine is the private one that scripts/setup-wine32.sh unpacks into
 # build/wine32 of the source tree; the installed 64-bit server serves its
 # 32-bit processes, as Debian's own wine wrapper arranges it.
@@ -17,6 +18,8 @@ wine_env() {
       loader=$wine32_root/usr/lib/wine/wine
       export WINEARCH=win32 WINELOADER="$loader" WINESERVER="$server"
       export LD_LIBRARY_PATH="$wine32_root/lib/i386-linux-gnu:$wine32_root/usr/lib/i386-linux-gnu"
+      # A prefix that 64-bit Wine made cannot serve 32-bit Wine: start afresh.
+      if grep -qs '^#arch=win64' "$WINEPREFIX/system.reg"; then rm -rf "$WINEPREFIX"; fi
       ;;
   esac
 }
