@@ -23,8 +23,8 @@ for f in "$parts"*.list "$parts"*.sources; do
   [ -f "$f" ] && files="$files $f"
 done
 
-# shellcheck disable=SC2086
 codename=$(. /etc/os-release && echo "$VERSION_CODENAME")
+# shellcheck disable=SC2086
 awk -v type="$type" -v arch="$arch" -v suites="$*" -v codename="$codename" '
   function emit(uris, s, comps, key) {
     if (uris == "" || index(" " s " ", " " codename " ") == 0) return
