@@ -180,10 +180,15 @@ void BlockManager::Push(BlocStruct* start, BlocStruct* b, int index, int depth) 
 }
 
 int BlockManager::Ins(IFStream* stream, unsigned long offset, int depth) {
-  if (free_count_ == 0 &&
-      (allocator_->AllocatedSize() >= memory_bound_ || static_cast<unsigned>(Count()) >= page_limit_)) {
+  const bool spent = allocator_->AllocatedSize() >= memory_bound_;
+  if (free_count_ == 0 && (spent || static_cast<unsigned>(Count()) >= page_limit_)) {
     while (Flush() && free_count_ == 0) {
     }
+  } else if (spent) {
+    // Departure: free records (left by closed streams or by a transaction's
+    // swapped pages) would otherwise let new pages grow past the budget
+    // without bound; with the budget spent one page is given up first.
+    Flush();
   }
   int index;
   if (free_count_ == 0) {

@@ -185,7 +185,8 @@ class BlockManager : public Array {
 
   // A record for the page of `stream` at `offset`, locked once, inserted
   // `depth` records from the head; its index. When no record is free and the
-  // budget is spent, pages are reclaimed first. No memory is allocated.
+  // budget is spent, pages are reclaimed until one is; when records are free
+  // but the memory is spent, one page is reclaimed. No memory is allocated.
   int Ins(IFStream* stream, unsigned long offset, int depth);
   // Fatal for an index outside the table.
   BlocStruct& GetBloc(int index);
