@@ -210,6 +210,7 @@ HANDLE FStream::OpenTmp(unsigned mode) {
 
 void FStream::MakeTmpFile() {
   handle_ = OpenTmp(kTmpMode);
+  file_pos_ = kUnknownPos;
   if (!HasFile()) SysError("Невозможно открыть файл \"%s\"!", "klm*.tmp");
   state_ |= kTmpFlag;
 }
@@ -229,6 +230,7 @@ bool FStream::Open(const char* name, unsigned mode) {
     handle_ = OpenTmp(kTmpMode);
     state_ |= kTmpFlag;
   }
+  file_pos_ = kUnknownPos;
   if (HasFile()) {
     if (kelm::port::FileTypeOf(handle_) == kFileTypeChar) {
       state_ |= kCharDevFlag;
@@ -270,11 +272,13 @@ void FStream::Close() {
     DropPages();
     kelm::port::CloseFileHandle(handle_);
     handle_ = INVALID_HANDLE_VALUE;
+    file_pos_ = kUnknownPos;
     state_ &= kTmpFlag;
     throw;
   }
   if (HasFile()) kelm::port::CloseFileHandle(handle_);
   handle_ = INVALID_HANDLE_VALUE;
+  file_pos_ = kUnknownPos;
   DropPages();
   state_ &= 0x0F;
   if (in_transaction) Error(kCloseInTransaction);
@@ -298,18 +302,35 @@ unsigned long FStream::FileEnd() {
   return static_cast<unsigned long>(size);
 }
 
+// The handle's position is remembered, so that pages read or written one
+// after another need no positioning call.
 bool FStream::ReadAt(unsigned long offset, void* dst, unsigned n, unsigned long* done) {
   *done = 0;
-  if (!IsCharDev() && !kelm::port::SeekFile(handle_, offset, kelm::port::SeekFrom::kBegin, nullptr))
-    return false;
-  return kelm::port::ReadFileData(handle_, dst, n, done);
+  if (!Position(offset)) return false;
+  const bool ok = kelm::port::ReadFileData(handle_, dst, n, done);
+  file_pos_ = ok ? offset + *done : kUnknownPos;
+  return ok;
 }
 
 bool FStream::WriteAt(unsigned long offset, const void* src, unsigned n) {
-  if (!IsCharDev() && !kelm::port::SeekFile(handle_, offset, kelm::port::SeekFrom::kBegin, nullptr))
-    return false;
+  if (!Position(offset)) return false;
   unsigned long done = 0;
-  return kelm::port::WriteFileData(handle_, src, n, &done) && done == n;
+  const bool ok = kelm::port::WriteFileData(handle_, src, n, &done) && done == n;
+  file_pos_ = ok ? offset + done : kUnknownPos;
+  return ok;
+}
+
+bool FStream::Position(unsigned long offset) {
+  if (IsCharDev() || file_pos_ == offset) return true;
+  file_pos_ = kUnknownPos;
+  if (!kelm::port::SeekFile(handle_, offset, kelm::port::SeekFrom::kBegin, nullptr)) return false;
+  file_pos_ = offset;
+  return true;
+}
+
+bool FStream::SetEndAt(unsigned long size) {
+  if (!Position(size)) return false;
+  return kelm::port::SetFileEnd(handle_);
 }
 
 // A failed write of the data file: the system's reason is shown, then
@@ -437,8 +458,6 @@ bool FStream::LocPoolBuf(unsigned long offset, BlocStruct*& page) {
   pool_.Ins(&entry, i);
   page = &manager.GetBloc(block);
   manager.Allocate(*page);
-  // New pages read as zeros where neither the file nor a write put bytes.
-  std::memset(page->Data(), 0, buf_size_);
   return false;
 }
 
@@ -457,7 +476,10 @@ int FStream::Update(unsigned long pos, UpdateType type) {
     if (LocPoolBuf(base_, page)) {
       if (page->IsChgBuf()) state_ |= kCurChanged;
       length_ = BufLen(*page);
-      if (!HasFile() && file_size_ >= base_ + buf_size_) length_ = buf_size_;
+      if (!HasFile() && file_size_ >= base_ + buf_size_) {
+        std::memset(page->Data() + length_, 0, buf_size_ - length_);
+        length_ = buf_size_;
+      }
     }
     page->SetCurrent();
     page->UnLock();
@@ -467,7 +489,7 @@ int FStream::Update(unsigned long pos, UpdateType type) {
     const unsigned long size = Size();
     const std::uint32_t had = length_;
     length_ = size > base_ ? static_cast<std::uint32_t>(std::min<unsigned long>(buf_size_, size - base_)) : 0;
-    if (length_ > had) std::memset(buffer_ + had, 0, length_ - had);
+    std::memset(buffer_ + had, 0, buf_size_ - had);  // see the departure below
   } else if ((type == utWrite && index_ > length_) || (type == utRead && index_ >= length_) ||
              (type == utCopy && length_ < buf_size_)) {
     const bool truncated = (state_ & kTruncated) != 0;
@@ -534,9 +556,7 @@ void FStream::Truncate() {
   }
   if (HasFile()) {
     Flush();
-    if (!kelm::port::SeekFile(handle_, file_size_, kelm::port::SeekFrom::kBegin, nullptr) ||
-        !kelm::port::SetFileEnd(handle_))
-      ReportWriteFailure();
+    if (!SetEndAt(file_size_)) ReportWriteFailure();
     state_ &= ~kTruncated;
   }
 }
@@ -668,6 +688,9 @@ char* FStream::LockBuf(unsigned long offset) {
     if (HasFile()) {
       unsigned long done = 0;
       if (!ReadAt(offset, page->Data(), buf_size_, &done) || (IsNamedFile() && done != buf_size_)) fail();
+      std::memset(page->Data() + done, 0, buf_size_ - done);
+    } else {
+      std::memset(page->Data(), 0, buf_size_);
     }
   } else {
     const unsigned len = BufLen(*page);
@@ -677,7 +700,9 @@ char* FStream::LockBuf(unsigned long offset) {
         if (!ReadAt(offset + len, page->Data() + len, buf_size_ - len, &done) ||
             (IsNamedFile() && len + done != buf_size_))
           fail();
+        std::memset(page->Data() + len + done, 0, buf_size_ - len - done);
       } else {
+        std::memset(page->Data() + len, 0, buf_size_ - len);
         page->SetChgBuf();
       }
     }
@@ -862,9 +887,7 @@ void FStream::EndTransaction() {
   }
   if ((state_ & kTruncated) != 0) {
     const unsigned long size = Size();
-    if (!kelm::port::SeekFile(handle_, size, kelm::port::SeekFrom::kBegin, nullptr) ||
-        !kelm::port::SetFileEnd(handle_))
-      ReportWriteFailure();  // still under the transaction
+    if (!SetEndAt(size)) ReportWriteFailure();  // still under the transaction
   }
   state_ &= ~(kTransaction | kTruncated);
   const bool wrote = (state_ & (kSomeChanged | kCurChanged)) != 0 && IsNamedFile();

@@ -198,6 +198,8 @@ class FStream : public IFStream {
   bool WriteAt(unsigned long offset, const void* src, unsigned n);
   // Reads up to `n` bytes at `offset`; false when positioning or reading fails.
   bool ReadAt(unsigned long offset, void* dst, unsigned n, unsigned long* done);
+  bool Position(unsigned long offset);
+  bool SetEndAt(unsigned long size);
   unsigned long FileEnd();
   void FlushPass(bool ascending, bool swapped_too, bool* skipped);
 
@@ -206,6 +208,8 @@ class FStream : public IFStream {
   HANDLE handle_ = INVALID_HANDLE_VALUE;
   std::uint32_t mode_ = 3;
   std::string name_;
+  static constexpr unsigned long long kUnknownPos = ~0ull;
+  unsigned long long file_pos_ = kUnknownPos;  // where the handle stands
 };
 
 // An FStream with other constructors.
