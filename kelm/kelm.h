@@ -48,7 +48,9 @@
 #include "kelm/streams/stream_hash.h"
 #include "kelm/streams/text_stream.h"
 
+#include "kelm/files/file_system_factory.h"
 #include "kelm/files/file_utils.h"
+#include "kelm/files/logical_drive_iterator.h"
 
 #include "kelm/variant/func_list.h"
 #include "kelm/variant/object_io.h"
