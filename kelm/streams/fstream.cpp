@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <vector>
 
+#include "kelm/files/file_system_factory.h"
 #include "kelm/files/file_utils.h"
 #include "kelm/frame/errors.h"
 #include "kelm/frame/work_mode.h"
@@ -224,6 +226,7 @@ bool FStream::Open(const char* name, unsigned mode) {
     name_ = name;
     mode_ = mode;
     handle_ = OpenStreamFile(name, mode);
+    if (!HasFile() && OpenThroughProvider(name, mode)) return true;
   } else {
     name_.clear();
     mode_ = kTmpMode;
@@ -246,6 +249,23 @@ bool FStream::Open(const char* name, unsigned mode) {
   SysError("Невозможно открыть файл \"%s\"!", name != nullptr ? name : "");
 }
 
+// A registered file system that takes the name fills the stream with the
+// file's bytes; the stream then works over them in memory (a temporary file
+// when pressed) and WriteFile hands changes back to the provider.
+bool FStream::OpenThroughProvider(const char* name, unsigned mode) {
+  const unsigned long error = kelm::port::LastFileError();
+  std::unique_ptr<IFileUtils> provider(FileSystemFactory::Instance().Get(name, false));
+  if (provider == nullptr || !provider->Open(name, mode, *this)) {
+    DropPages();
+    base_ = index_ = 0;
+    kelm::port::SetLastFileError(error);
+    return false;
+  }
+  provider_ = provider.release();
+  Seek(0);
+  return true;
+}
+
 void FStream::DropPages() {
   for (int i = pool_.Count() - 1; i >= 0; --i) {
     BlocStruct& page = pool_.GetBuf(i);
@@ -258,6 +278,8 @@ void FStream::DropPages() {
 }
 
 void FStream::Close() {
+  delete provider_;
+  provider_ = nullptr;
   const bool in_transaction = IsUnderTransactions();
   if (in_transaction) {
     // The changes of an unfinished transaction never reach the file.
@@ -284,9 +306,10 @@ void FStream::Close() {
   if (in_transaction) Error(kCloseInTransaction);
 }
 
-bool FStream::IsOpen() const { return HasFile(); }
+bool FStream::IsOpen() const { return HasFile() || provider_ != nullptr; }
 
 bool FStream::IsReadOnly() const {
+  if (provider_ != nullptr) return true;
   if (HasFile()) {
     unsigned long attributes = 0;
     return kelm::port::HandleAttributes(handle_, &attributes) && (attributes & kReadOnlyAttribute) != 0;
@@ -759,6 +782,18 @@ bool FStream::ReadFile(unsigned long offset, void* dst, unsigned n) {
 }
 
 bool FStream::WriteFile(unsigned long offset, void* src, unsigned n) {
+  if (provider_ != nullptr) {
+    if ((mode_ & fmWrite) == 0) Error("Файл не открыт на запись/редактирование");
+    FStream data;
+    data.Write(src, n);
+    const bool stored = provider_->Write(offset, data);
+    // The stream's own view gets the bytes too (the caller stands at
+    // `offset` as a rule; the position is kept either way).
+    PosRestorer keep(*this);
+    Seek(offset);
+    Write(src, n);
+    return stored;
+  }
   if (!HasFile()) {
     Seek(offset);
     Write(src, n);
