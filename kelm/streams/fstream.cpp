@@ -550,9 +550,9 @@ unsigned long FStream::Size() {
       len = buf_size_ - 1;
     } else if (last->IsTruncate()) {
       // Departure: a swapped-out page counts by its packing marks, not as a
-      // full page; a stored length lies in the swap file, and the file size
-      // already covers it (it was raised when the page was packed).
-      len = 0;
+      // full page. Its stored length lies in the swap file; the known end of
+      // the data was raised to cover it when the page was packed.
+      len = file_size_ > last->Offset() ? std::min<unsigned long>(buf_size_, file_size_ - last->Offset()) : 0;
     } else {
       len = buf_size_;
     }

@@ -143,8 +143,11 @@ class FStream : public IFStream {
   bool Lock(unsigned long offset, unsigned long length) override;
   bool Unlock(unsigned long offset, unsigned long length) override;
 
+  // Nothing while a transaction is open; flushes, then opens one.
   void BeginTransaction() override;
   void EndTransaction() override;
+  // Drops every page without writing it, also outside a transaction (what
+  // was not written yet is lost then), and ends the transaction if one is open.
   void BreakTransaction() override;
   bool IsUnderTransactions() const override { return (state_ & kTransaction) != 0; }
 
