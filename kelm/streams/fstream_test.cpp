@@ -425,18 +425,6 @@ TEST_F(FStreamTest, OtherThreadIsReported) {
   EXPECT_TRUE(reports_.texts.empty());
 }
 
-TEST_F(FStreamTest, AddonPathIsPerThread) {
-  std::string path = "/some/where/";
-  FStream::SetAddonPath(path);
-  EXPECT_EQ(FStream::AddonPath(), "/some/where/");
-  EXPECT_EQ(ThreadAddonPath(), "/some/where/");
-  std::string there = "x";
-  std::thread([&] { there = FStream::AddonPath(); }).join();
-  EXPECT_EQ(there, "");
-  std::string none;
-  FStream::SetAddonPath(none);
-}
-
 // A file system registered with the factory serves names that cannot be
 // opened as files.
 class ShelfFiles : public IFileUtils {
