@@ -2,16 +2,24 @@
 # Installs what the build needs on Debian (bookworm), as root, and fetches the
 # minizip sources for the Windows builds. Does nothing that is already done.
 #   install-deps.sh linux     Linux build only (demo)
-#   install-deps.sh all       Linux, Windows cross builds, 64-bit Wine and the
+#   install-deps.sh fuzz      Linux and the clang fuzz build
+#   install-deps.sh bench     Linux and the benchmarks' baselines
+#   install-deps.sh all       Linux, fuzz, Windows cross builds, 64-bit Wine and the
 #                             private 32-bit Wine (tests)
 set -eu
 what=${1:-all}
 here=$(cd "$(dirname "$0")/.." && pwd)
 
 linux_pkgs="build-essential cmake ninja-build ccache pkg-config zlib1g-dev libminizip-dev libgtest-dev python3 universal-ctags"
+fuzz_pkgs="clang libclang-rt-14-dev"
+bench_pkgs="libssl-dev"
 cross_pkgs="g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix mingw-w64-tools libz-mingw-w64-dev wine wine64 dpkg-dev patchelf"
 pkgs=$linux_pkgs
-[ "$what" = all ] && pkgs="$pkgs $cross_pkgs"
+case $what in
+  fuzz) pkgs="$pkgs $fuzz_pkgs" ;;
+  bench) pkgs="$pkgs $bench_pkgs" ;;
+  all) pkgs="$pkgs $fuzz_pkgs $cross_pkgs" ;;
+esac
 
 missing=""
 for p in $pkgs; do
