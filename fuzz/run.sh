@@ -4,7 +4,7 @@
 #   fuzz/run.sh <build dir> <seconds per target> [target ...]
 # Without targets, every fuzz_* program of the build runs. Each target grows
 # its working corpus in <build dir>/corpus/<target>, seeded from
-# fuzz/corpus/<target>; a finding is written to <build dir>/artifacts/.
+# fuzz/corpus/<target> where that exists; a finding is written to <build dir>/artifacts/.
 # FUZZ_FLAGS adds libFuzzer options (e.g. -runs=10000000 to count by runs).
 set -u
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
@@ -20,11 +20,13 @@ for target in "$@"; do
   dict=
   [ -f "$here/$target.dict" ] && dict=-dict=$here/$target.dict
   mkdir -p "$build/corpus/$target"
+  seeds=
+  [ -d "$here/corpus/$target" ] && seeds=$here/corpus/$target
   # -timeout: a single input running for 10 s counts as a hang.
   # shellcheck disable=SC2086
   "$build/bin/$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$build/artifacts/$target-" $dict ${FUZZ_FLAGS:-} \
-    "$build/corpus/$target" "$here/corpus/$target" >"$log" 2>&1
+    "$build/corpus/$target" $seeds >"$log" 2>&1
   status=$?
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
   if [ $status -eq 0 ]; then
