@@ -179,7 +179,14 @@ void MaskDic::DicNode::GetFullStringByNode(const std::string& prefix, Collection
     todo.pop_back();
     const DicNode& node = *item.node;
     source.resize(item.prefix_length);
-    if (node.placeholder_node_) AppendPlaceholder(source, node.number);
+    if (node.placeholder_node_) {
+      AppendPlaceholder(source, node.number);
+      // Masks that share a placeholder share its word, which the mask that
+      // made it (or, at the root, the latest one) set; one that ended the
+      // mask is empty. Words follow it here, and only a delimiter can stand
+      // between: a blank is written.
+      if (node.word.empty() && (node.placeholder_ || !node.children_.empty())) source += ' ';
+    }
     Utils::EscapeDicText(node.word, source);
     if (node.translation_ != nullptr) out << MaskLine(source, *node.translation_).c_str();
     // Depth first: the literal children in order, then the placeholder.
@@ -260,6 +267,17 @@ MaskDic::Translation MaskDic::AddTranslateMask(std::string_view translation) {
   return pieces;
 }
 
+std::vector<std::int32_t> MaskDic::PlaceholderNumbers(std::string_view text) {
+  std::vector<std::int32_t> numbers;
+  size_t from = 0;
+  std::string_view word;
+  while (GetStrBefDelim(text, from, word)) {
+    const WordParts parts = Parts(word);
+    if (IsPlaceholder(parts)) numbers.push_back(PlaceholderNumber(parts));
+  }
+  return numbers;
+}
+
 // ---- Matching ----------------------------------------------------------------
 
 bool MaskDic::Match(std::string_view phrase) {
@@ -308,8 +326,11 @@ bool MaskDic::FindTranslateMask(const DicNode* node, std::uint32_t pos, bool pla
             const Span first = words_[step.start];
             const Span last = words_[step.pos - 1];
             std::string_view capture = phrase_.substr(first.offset, last.offset + last.length - first.offset);
-            // The delimiter that the mask itself supplies is not captured.
-            if (!step.node->word.empty() && IsDelimiter(capture.back())) capture.remove_suffix(1);
+            // The delimiter that the mask itself supplies is not captured. A
+            // placeholder that the mask continues after always has one; one
+            // that ends the mask has the delimiter its word records, if any.
+            const bool ends_mask = &step == &stack_.back();
+            if (IsDelimiter(capture.back()) && (!ends_mask || !step.node->word.empty())) capture.remove_suffix(1);
             captures_.push_back(capture);
           }
           return true;

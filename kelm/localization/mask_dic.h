@@ -122,6 +122,9 @@ class MaskDic {
   // True when a mask matches `phrase`; `out` is then its translation.
   bool TranslateTo(std::string_view phrase, std::string& out);
 
+  // The numbers of the placeholders of a mask text, in the order they stand.
+  static std::vector<std::int32_t> PlaceholderNumbers(std::string_view text);
+
   // Appends one line per mask, as DicNode::GetFullStringByNode writes them:
   // the literal roots in order, then the placeholder root. Returns true.
   bool StoreStringsByMasks(Collection& out) const;

@@ -85,6 +85,17 @@ TEST(MaskDicTest, FirstFullMatchWins) {
   EXPECT_EQ(masks.Translate(std::string("3 папок")), "3 dirs");
 }
 
+// The tree keeps one placeholder node for masks that differ only in what
+// follows it.
+TEST(MaskDicTest, MasksSharingAPlaceholderKeepTheirDelimiters) {
+  MaskDic masks;
+  masks.AddTranslation("Файл {1}", "File {1}");
+  masks.AddTranslation("Файл {1} не найден!", "File {1} not found!");
+  EXPECT_EQ(masks.Translate(std::string("Файл x не найден!")), "File x not found!");
+  EXPECT_EQ(masks.Translate(std::string("Файл a.txt")), "File a.txt");
+  EXPECT_EQ(Lines(masks), (std::vector<std::string>{"Файл {1} #File {1}#MASK", "Файл {1} не найден!#File {1} not found!#MASK"}));
+}
+
 TEST(MaskDicTest, OddPlaceholdersAndBraces) {
   MaskDic masks;
   EXPECT_FALSE(masks.AddTranslation("", "x"));
@@ -94,6 +105,7 @@ TEST(MaskDicTest, OddPlaceholdersAndBraces) {
   // Escaped braces are literal; captures that do not exist give nothing.
   masks.AddTranslation("Код \\{a\\} {1}", "Code \\{a\\} {1} {99999999999} {0} {x} {-1}.");
   EXPECT_EQ(masks.Translate(std::string("Код {a} 7")), "Code {a} 7    .");
+  EXPECT_EQ(MaskDic::PlaceholderNumbers("{2} из {1}! \\{3\\} {x} {"), (std::vector<std::int32_t>{2, 1, 0}));
   masks.AddTranslation("{ x} {1", "unbalanced");
   EXPECT_EQ(masks.Translate(std::string("{ x} {1")), "unbalanced");
 }
