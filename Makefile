@@ -3,6 +3,7 @@
 #   make test   install what is missing, build Linux, Linux ASan+UBSan, Linux TSan,
 #               Windows x86-64 and i686, and run every test (Windows x86-64 under Wine)
 #   make test-win32   run the tests of the i686 build (needs a machine that runs 32-bit code)
+#   make fuzz   run every fuzz target for FUZZ_SECONDS each (fuzz/README.md)
 
 JOBS ?= 2
 BUILD ?= build
@@ -14,18 +15,23 @@ CTEST := ctest --output-on-failure -j $(JOBS) -O ctest.log
 WINE_PREFIX := $(CURDIR)/$(BUILD)/win64/wineprefix
 
 .PHONY: demo test deps deps-linux linux asan tsan win64 win32 \
-        test-linux test-asan test-tsan test-win64 test-win32 test-install bench
+        test-linux test-asan test-tsan test-win64 test-win32 test-install bench \
+        deps-fuzz deps-bench fuzz-build fuzz test-fuzz
 
 deps-linux:
 	@scripts/install-deps.sh linux
 deps:
 	@scripts/install-deps.sh all
+deps-fuzz:
+	@scripts/install-deps.sh fuzz
+deps-bench:
+	@scripts/install-deps.sh bench
 
 demo: deps-linux linux
 	$(BUILD)/linux/bin/kelm-demo
 
 test: deps
-	$(MAKE) test-linux test-asan test-tsan test-win64 win32 test-install
+	$(MAKE) test-linux test-asan test-tsan test-win64 win32 test-install test-fuzz
 	@scripts/test-summary.sh $(BUILD)/linux $(BUILD)/asan $(BUILD)/tsan $(BUILD)/win64
 
 linux:
@@ -85,7 +91,22 @@ test-install: linux
 	  sh -c 'g++ -std=c++20 tests/consumer/consumer.cpp $$(pkg-config --cflags --libs kelm) -o $(BUILD)/consumer/consumer-pc'
 	LD_LIBRARY_PATH=$(CURDIR)/$(BUILD)/stage/lib $(BUILD)/consumer/consumer-pc
 
-bench: deps-linux
+# libFuzzer targets: clang with ASan and UBSan, the library included.
+FUZZ_SECONDS ?= 60
+FUZZ_CI_SECONDS ?= 4
+fuzz-build:
+	cmake -S . -B $(BUILD)/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DKELM_BUILD_FUZZ=ON \
+	  -DKELM_SANITIZE=address,undefined -DKELM_BUILD_TESTS=OFF -DKELM_BUILD_TOOLS=OFF >/dev/null
+	cmake --build $(BUILD)/fuzz -j $(JOBS)
+
+fuzz: deps-fuzz fuzz-build
+	fuzz/run.sh $(BUILD)/fuzz $(FUZZ_SECONDS)
+
+test-fuzz: fuzz-build
+	fuzz/run.sh $(BUILD)/fuzz $(FUZZ_CI_SECONDS)
+
+bench: deps-bench
 	cmake -S . -B $(BUILD)/bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DKELM_BUILD_BENCH=ON -DKELM_BUILD_TESTS=OFF >/dev/null
 	cmake --build $(BUILD)/bench -j $(JOBS)
 	@for b in $(BUILD)/bench/bin/bench_*; do [ -x "$$b" ] && "$$b"; done; true

@@ -2,6 +2,11 @@
 
 # Texts are written in UTF-8 and are Windows-1251 at run time.
 set(KELM_CHARSET_OPTIONS -finput-charset=UTF-8 -fexec-charset=CP1251)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  # clang compiles to UTF-8 only: a launcher converts each source instead.
+  set(KELM_CHARSET_OPTIONS "")
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_SOURCE_DIR}/cmake/clang-cp1251)
+endif()
 
 add_compile_options(-Wall -Wextra)
 
@@ -17,6 +22,11 @@ endif()
 if(KELM_SANITIZE AND NOT WIN32)
   add_compile_options(-fsanitize=${KELM_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${KELM_SANITIZE})
+endif()
+
+if(KELM_BUILD_FUZZ)
+  # Coverage for libFuzzer in every module; the fuzz targets link the fuzzer.
+  add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
 # kelm_sources(<out-var> <dir>): the library sources of one area, with the

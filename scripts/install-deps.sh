@@ -2,15 +2,23 @@
 # Installs what the build needs on Debian (bookworm), as root, and fetches the
 # minizip sources for the Windows builds. Does nothing that is already done.
 #   install-deps.sh linux     Linux build only (demo)
-#   install-deps.sh all       Linux, Windows cross builds and Wine (tests)
+#   install-deps.sh fuzz      Linux and the clang fuzz build
+#   install-deps.sh bench     Linux and the benchmarks' baselines
+#   install-deps.sh all       Linux, fuzz, Windows cross builds and Wine (tests)
 set -eu
 what=${1:-all}
 here=$(cd "$(dirname "$0")/.." && pwd)
 
 linux_pkgs="build-essential cmake ninja-build ccache pkg-config zlib1g-dev libminizip-dev libgtest-dev"
+fuzz_pkgs="clang libclang-rt-14-dev"
+bench_pkgs="libssl-dev"
 cross_pkgs="g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix mingw-w64-tools libz-mingw-w64-dev wine wine64 dpkg-dev"
 pkgs=$linux_pkgs
-[ "$what" = all ] && pkgs="$pkgs $cross_pkgs"
+case $what in
+  fuzz) pkgs="$pkgs $fuzz_pkgs" ;;
+  bench) pkgs="$pkgs $bench_pkgs" ;;
+  all) pkgs="$pkgs $fuzz_pkgs $cross_pkgs" ;;
+esac
 
 missing=""
 for p in $pkgs; do

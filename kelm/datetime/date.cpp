@@ -30,25 +30,29 @@ long long YearStart(long long year) {
 
 long long Clamp(long long v, long long lo, long long hi) { return std::min(std::max(v, lo), hi); }
 
-// The serial of a date, every component clamped first.
-std::int32_t SerialOf(long long day, long long month, long long year) {
-  const int y = static_cast<int>(Clamp(year, 1, 9999));
-  const int m = static_cast<int>(Clamp(month, 1, 12));
-  const int leap = IsLeap(y) ? 1 : 0;
-  const int d = static_cast<int>(Clamp(day, 1, kDaysInMonth[m - 1] + (m == 2 ? leap : 0)));
-  const int y1 = y - 1;
-  return kDaysBefore[m - 1] + (m >= 3 ? leap : 0) + d + y1 / 400 - y1 / 100 + y1 / 4 + 365 * y + 1 -
-         static_cast<int>(kSerialBase);
-}
-
-// Serials of the years 1..9999 take a short way (Neri and Schneider's
-// Euclidean affine functions over a calendar shifted so that every quantity is
-// an unsigned 32-bit number), which agrees day by day with the step-by-step
-// way below.
+// Serials of the years 1..9999 take a short way both ways (Neri and
+// Schneider's Euclidean affine functions over a calendar whose years begin on
+// 1 March, shifted so that every quantity is an unsigned 32-bit number), which
+// agrees day by day with the step-by-step way below.
 constexpr std::int32_t kFirstSerial = -714414;  // 1 January of year 1
 constexpr std::int32_t kLastSerial = 2937644;   // 31 December 9999
 constexpr std::uint32_t kShiftedDays = 536890710;    // serial 0 in the shifted calendar
 constexpr std::uint32_t kShiftedYears = 1468000;     // year 0 in the shifted calendar
+
+// The serial of a date, every component clamped first.
+std::int32_t SerialOf(long long day, long long month, long long year) {
+  const auto y = static_cast<std::uint32_t>(Clamp(year, 1, 9999));
+  const auto m = static_cast<std::uint32_t>(Clamp(month, 1, 12));
+  // Days 1..28 are in every month: only others need the month's length.
+  const auto d = static_cast<std::uint32_t>(day >= 1 && day <= 28 ? day : Clamp(day, 1, MonthLength(y, static_cast<int>(m))));
+  const std::uint32_t january_or_february = m <= 2 ? 1 : 0;
+  const std::uint32_t shifted_year = y + kShiftedYears - january_or_february;
+  const std::uint32_t shifted_month = january_or_february ? m + 12 : m;
+  const std::uint32_t century = shifted_year / 100;
+  const std::uint32_t days = 1461 * shifted_year / 4 - century + century / 4 +
+                             (979 * shifted_month - 2919) / 32 + d - 1;
+  return static_cast<std::int32_t>(days - kShiftedDays);
+}
 
 void CivilOf(std::int32_t serial, int& day, int& month, int& year) {
   if (serial >= kFirstSerial && serial <= kLastSerial) {

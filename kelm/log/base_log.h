@@ -13,6 +13,13 @@ namespace kelm {
 
 // A record: a stream over a LogStreamBuf and the record's creation time. A
 // record belongs to the thread composing it. Destruction does not flush.
+//
+// Setting up a standard stream costs more than composing a short record, so
+// a record borrows its stream from a per-thread pool and gives it back when
+// destroyed. A borrowed stream starts as a new one would: good state, default
+// flags, width, precision and fill, no exceptions, no tie, the global locale.
+// Only what a client stores in its iword/pword slots or registers with
+// register_callback stays with the pooled stream.
 class BaseLog {
  public:
   using LocalTime = std::chrono::local_time<std::chrono::microseconds>;
@@ -22,7 +29,7 @@ class BaseLog {
   virtual ~BaseLog();
 
   // The record's stream: log() << ...
-  std::ostream& operator()() { return mStream; }
+  std::ostream& operator()() { return *mStream; }
 
   // False for a null log (one without a buffer), which drops what it is given.
   bool IsNotNull() const { return mBuf != nullptr; }
@@ -40,7 +47,7 @@ class BaseLog {
  private:
   LocalTime mCreationTime;
   LogStreamBuf* mBuf;
-  std::ostream mStream;
+  std::ostream* mStream;  // borrowed from the thread's pool until destruction
 };
 
 namespace internal {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <iomanip>
+#include <locale>
 #include <sstream>
 #include <string>
 
@@ -138,6 +140,43 @@ TEST(BaseLogTest, NullLogDropsEverything) {
   std::ostringstream out;
   log.flush(out);
   EXPECT_EQ(out.str(), "");
+}
+
+// Groups digits in threes with an apostrophe.
+class Grouping : public std::numpunct<char> {
+ protected:
+  char do_thousands_sep() const override { return '\''; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+// Records share pooled streams: whatever one record sets on its stream must
+// not reach the next one, and records alive at once must not share one.
+TEST(BaseLogTest, EachRecordStartsWithAFreshStream) {
+  std::ostream* first = nullptr;
+  {
+    TextLog log;
+    first = &log();
+    log().imbue(std::locale(std::locale::classic(), new Grouping));
+    log() << std::hex << std::showbase << std::uppercase << std::left << std::setprecision(2)
+          << std::setfill('*') << std::setw(6) << 255 << ' ' << 1234567 << std::setw(9);
+    EXPECT_EQ(log.Text(), "0XFF** 0X12D'687");
+    log().exceptions(std::ios_base::badbit);
+    NullLog broken;
+    broken() << "bad";
+    EXPECT_TRUE(broken().bad());
+  }
+  TextLog log;
+  TextLog nested;
+  EXPECT_NE(&log(), &nested());
+  EXPECT_TRUE(&log() == first || &nested() == first);
+  for (TextLog* record : {&log, &nested}) {
+    std::ostream& out = (*record)();
+    EXPECT_TRUE(out.good());
+    EXPECT_EQ(out.exceptions(), std::ios_base::goodbit);
+    EXPECT_EQ(out.tie(), nullptr);
+    out << 255 << ' ' << 1234567 << ' ' << 1.0 / 3 << '|' << std::setw(3) << 7 << '|';
+    EXPECT_EQ(record->Text(), "255 1234567 0.333333|  7|");
+  }
 }
 
 }  // namespace

@@ -7,9 +7,15 @@
 
 // Marks a function that formats with FormatBounded, so that the compiler
 // checks its arguments against C99 printf on both platforms (MinGW would
-// otherwise check plain `printf` formats against msvcrt's rules).
+// otherwise check plain `printf` formats against msvcrt's rules; clang knows
+// C99 printf by its plain name only).
+#if defined(__clang__)
+#define KELM_PRINTF_FORMAT(format_index, first_arg) \
+  __attribute__((format(printf, format_index, first_arg)))
+#else
 #define KELM_PRINTF_FORMAT(format_index, first_arg) \
   __attribute__((format(gnu_printf, format_index, first_arg)))
+#endif
 
 namespace kelm::port {
 

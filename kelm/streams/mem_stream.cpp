@@ -20,7 +20,7 @@ Stream& MemStream::Write(const void* src, unsigned n) {
   const std::uint32_t room = buf_size_ > index_ ? buf_size_ - index_ : 0;
   if (n <= room && buffer_ != nullptr && index_ <= length_) {
     // The whole of Stream::Write's first pass, without its checks.
-    std::memmove(buffer_ + index_, src, n);
+    if (n != 0) std::memmove(buffer_ + index_, src, n);  // an empty block may have no address
     Stream::SetChanged();
     index_ += n;
     if (length_ < index_) length_ = index_;
