@@ -15,6 +15,7 @@
 #include "kelm/frame/startup.h"
 #include "kelm/frame/sync.h"
 #include "kelm/frame/thread.h"
+#include "kelm/frame/work_mode.h"
 
 #include "kelm/datetime/date.h"
 #include "kelm/datetime/date_interval.h"
@@ -44,6 +45,10 @@
 #include "kelm/streams/stream.h"
 #include "kelm/streams/stream_hash.h"
 #include "kelm/streams/text_stream.h"
+
+#include "kelm/files/file_system_factory.h"
+#include "kelm/files/file_utils.h"
+#include "kelm/files/logical_drive_iterator.h"
 
 #include "kelm/variant/func_list.h"
 #include "kelm/variant/object_io.h"

@@ -18,6 +18,12 @@ bool SystemTimeToFileTime(const SYSTEMTIME* in, FILETIME* out);
 // untouched) for a value with the top bit set.
 bool FileTimeToSystemTime(const FILETIME* in, SYSTEMTIME* out);
 
+// As Windows' FileTimeToLocalFileTime and LocalFileTimeToFileTime: shifted
+// by the zone's offset now (daylight saving as it is now, not as it was at
+// the moment converted). Fail for a result outside the FILETIME range.
+bool FileTimeToLocalFileTime(const FILETIME* in, FILETIME* out);
+bool LocalFileTimeToFileTime(const FILETIME* in, FILETIME* out);
+
 }  // namespace kelm::port
 
 #endif  // KELM_PORT_CLOCK_H_

@@ -1,6 +1,9 @@
 #include "kelm/port/clock.h"
 
+#include <chrono>
 #include <ctime>
+
+#include "kelm/port/utc_offset.h"
 
 namespace kelm::port {
 namespace {
@@ -23,6 +26,18 @@ long long DaysFrom1601(long long y, int m, int d) {
   const long long day_of_year = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
   const long long day_of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
   return era * 146097 + day_of_era - 584694;  // 584694 = days from 1 March 0000 to 1 January 1601
+}
+
+// `in` moved by `sign` times the zone's offset now.
+bool ShiftByZone(const FILETIME* in, FILETIME* out, int sign) {
+  const long long offset = UtcOffset(std::chrono::system_clock::now()).count();
+  const long long ticks = static_cast<long long>((std::uint64_t{in->dwHighDateTime} << 32) | in->dwLowDateTime);
+  if (ticks < 0) return false;
+  const long long shifted = ticks + sign * offset * static_cast<long long>(kTicksPerSecond);
+  if (shifted < 0) return false;
+  out->dwLowDateTime = static_cast<DWORD>(shifted);
+  out->dwHighDateTime = static_cast<DWORD>(static_cast<std::uint64_t>(shifted) >> 32);
+  return true;
 }
 
 }  // namespace
@@ -87,5 +102,9 @@ bool FileTimeToSystemTime(const FILETIME* in, SYSTEMTIME* out) {
   *out = t;
   return true;
 }
+
+bool FileTimeToLocalFileTime(const FILETIME* in, FILETIME* out) { return ShiftByZone(in, out, 1); }
+
+bool LocalFileTimeToFileTime(const FILETIME* in, FILETIME* out) { return ShiftByZone(in, out, -1); }
 
 }  // namespace kelm::port

@@ -12,4 +12,12 @@ bool FileTimeToSystemTime(const FILETIME* in, SYSTEMTIME* out) {
   return ::FileTimeToSystemTime(in, out) != FALSE;
 }
 
+bool FileTimeToLocalFileTime(const FILETIME* in, FILETIME* out) {
+  return ::FileTimeToLocalFileTime(in, out) != FALSE;
+}
+
+bool LocalFileTimeToFileTime(const FILETIME* in, FILETIME* out) {
+  return ::LocalFileTimeToFileTime(in, out) != FALSE;
+}
+
 }  // namespace kelm::port
