@@ -39,6 +39,7 @@
 #include "kelm/containers/intrusive_list.h"
 
 #include "kelm/streams/crc.h"
+#include "kelm/streams/fstream.h"
 #include "kelm/streams/ifstream.h"
 #include "kelm/streams/md5.h"
 #include "kelm/streams/mem_stream.h"
@@ -49,6 +50,12 @@
 #include "kelm/files/file_system_factory.h"
 #include "kelm/files/file_utils.h"
 #include "kelm/files/logical_drive_iterator.h"
+
+#include "kelm/localization/dic_file.h"
+#include "kelm/localization/dic_string.h"
+#include "kelm/localization/localization_exception.h"
+#include "kelm/localization/mask_dic.h"
+#include "kelm/localization/translator.h"
 
 #include "kelm/variant/func_list.h"
 #include "kelm/variant/object_io.h"

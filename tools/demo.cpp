@@ -14,5 +14,6 @@ int main() {
   DemoStreams();
   DemoKelm();
   DemoContainers();
+  DemoLocalization();
   return 0;
 }

@@ -11,6 +11,7 @@ void DemoDatetime();
 void DemoStreams();
 void DemoKelm();
 void DemoContainers();
+void DemoLocalization();
 
 }  // namespace kelm::tools
 

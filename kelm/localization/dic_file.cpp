@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "kelm/files/file_utils.h"
+#include "kelm/streams/fstream.h"
 #include "kelm/streams/stream.h"
 
 namespace Localization::Utils {
@@ -145,6 +147,24 @@ void WriteDic(Stream& s, const DicMap& map, bool withMasks, bool withEmpty) {
     if (translation.empty() && !withEmpty) continue;
     if (FormatDicLine(key, translation, line)) s.TxtWrite(line.c_str());
   }
+}
+
+void LoadDicFromFile(DicMap& map, MaskDic& maskDic, const char* fileName, bool masksToMap) {
+  FStream file(fileName, fmRead);
+  file.Seek(0);
+  ReadDic(file, map, maskDic, masksToMap);
+}
+
+// Open mode 35 opens an existing file without cutting it: the tail of a
+// longer old dictionary is cut off after the writing, so that the file holds
+// exactly the lines written.
+void StoreDicToFile(const char* fileName, const MaskDic& /*maskDic*/, const DicMap& map, bool withMasks,
+                    bool withEmpty) {
+  FStream file(fileName, fmRead | fmWrite | fmOpenAlways);
+  file.Seek(0);
+  WriteDic(file, map, withMasks, withEmpty);
+  file.Truncate();
+  file.Flush();
 }
 
 }  // namespace Localization::Utils

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "kelm/localization/localization_exception.h"
+#include "kelm/port/testing/scratch_dir.h"
 #include "kelm/streams/mem_stream.h"
 
 namespace Localization {
@@ -114,6 +115,22 @@ TEST(DicFileTest, WrittenDictionariesReadBackExactly) {
       if (Utils::FormatDicLine(key, translation, line)) written.insert({key, translation});
     ASSERT_EQ(Read(Written(map)), written) << "round " << round;
   }
+}
+
+TEST(DicFileTest, FilesHoldExactlyTheLinesWritten) {
+  kelm::testing::ScratchDir dir;
+  const std::string name = dir / "EN.lng";
+  ASSERT_TRUE(dir.Write("EN.lng", std::string(5000, 'x') + "\r\n"));  // a longer old file
+  const DicMap map = {{{tcPlain, "Да"}, "Yes"}, {{tcMask, "Файл {1}"}, "File {1}"}, {{tcString, "Нет"}, ""}};
+  MaskDic unused;
+  Utils::StoreDicToFile(name.c_str(), unused, map, true, false);
+  EXPECT_EQ(dir.Read("EN.lng"), "Да#Yes#\r\nФайл {1}#File {1}#MASK\r\n");
+  DicMap read;
+  MaskDic masks;
+  Utils::LoadDicFromFile(read, masks, name.c_str(), false);
+  EXPECT_EQ(read, (DicMap{{{tcPlain, "Да"}, "Yes"}}));
+  EXPECT_EQ(masks.Translate(std::string("Файл a")), "File a");
+  EXPECT_THROW(Utils::LoadDicFromFile(read, masks, (dir / "missing.lng").c_str(), false), Exception);
 }
 
 TEST(DicFileTest, LanguageAndContextNames) {
