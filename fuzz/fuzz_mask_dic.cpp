@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   std::vector<std::string> phrases;
   for (const std::string& source : sources) phrases.push_back(Instance(source));
-  while (in.remaining_bytes() > 0 && phrases.size() < 24) phrases.push_back(in.ConsumeRandomLengthString(4000).c_str());
+  while (in.remaining_bytes() > 0 && phrases.size() < 16) phrases.push_back(in.ConsumeRandomLengthString(2000).c_str());
 
   for (size_t i = 0; i < phrases.size(); ++i) {
     const std::string& phrase = phrases[i];

@@ -65,6 +65,15 @@ TEST(DicFileTest, LongLinesAreReadInPieces) {
   const std::string source(2047, 's');
   const DicMap map = Read(source + "#tail#STRING\r\n");
   EXPECT_EQ(map, (DicMap{{{tcPlain, source}, ""}, {{tcString, ""}, "tail"}}));
+
+  // Any bytes are a dictionary.
+  std::mt19937 random(7);
+  std::string junk(100000, '{');
+  for (size_t i = 0; i < junk.size(); i += 1 + random() % 50) junk[i] = static_cast<char>(random());
+  junk += "\n{99999999999} {1#{99999999999}{0} x}#MASK\n\\";
+  MaskDic masks;
+  EXPECT_GE(Read(junk, masks).size(), 49u);  // at least one entry per 2047 bytes
+  EXPECT_EQ(masks.Translate(std::string("a {1")), " x}");
 }
 
 TEST(DicFileTest, WritingEscapesAndOrdersByKey) {
