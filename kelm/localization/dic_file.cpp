@@ -38,8 +38,11 @@ bool ReadField(std::string_view line, size_t& i, std::string& out) {
   return false;
 }
 
-// Drops the backslash of every "\{" and "\}".
-void ReduceBraces(std::string& text) {
+std::string_view CText(const std::string& text) { return std::string_view(text.c_str()); }
+
+}  // namespace
+
+void UnescapeBraces(std::string& text) {
   size_t to = 0;
   for (size_t from = 0; from < text.size(); ++from) {
     if (text[from] == '\\' && from + 1 < text.size() && IsBrace(text[from + 1])) continue;
@@ -47,10 +50,6 @@ void ReduceBraces(std::string& text) {
   }
   text.resize(to);
 }
-
-std::string_view CText(const std::string& text) { return std::string_view(text.c_str()); }
-
-}  // namespace
 
 void EscapeDicText(std::string_view text, std::string& out) {
   for (const char c : text) {
@@ -84,8 +83,8 @@ bool ParseDicLine(std::string_view line, DicString& key, std::string& translatio
     key.context = tcPlain;
   }
   if (key.context != tcMask) {
-    ReduceBraces(key.text);
-    ReduceBraces(translation);
+    UnescapeBraces(key.text);
+    UnescapeBraces(translation);
   }
   return true;
 }
@@ -104,14 +103,7 @@ bool FormatDicLine(const DicString& key, const std::string& translation, std::st
   // Masks are written with their placeholders as "{n}": the backslashes that
   // escaping put before braces go again (one per brace, so an escaped
   // backslash before a brace stays).
-  if (key.context == tcMask) {
-    size_t to = 0;
-    for (size_t from = 0; from < line.size(); ++from) {
-      if (line[from] == '\\' && from + 1 < line.size() && IsBrace(line[from + 1])) continue;
-      line[to++] = line[from];
-    }
-    line.resize(to);
-  }
+  if (key.context == tcMask) UnescapeBraces(line);
   // Departure: a line that escaping made too long for the reader's line
   // buffer is left out as well, where the length rule above alone would
   // write it and have it read back as two broken entries.

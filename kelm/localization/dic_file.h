@@ -58,6 +58,9 @@ bool ParseDicLine(std::string_view line, DicString& key, std::string& translatio
 // would be cut by the reader.
 bool FormatDicLine(const DicString& key, const std::string& translation, std::string& line);
 
+// Drops the backslash of every "\{" and "\}", leaving the brace.
+void UnescapeBraces(std::string& text);
+
 // Appends `text` to `out` with the characters of the format escaped: "#",
 // "\", "{" and "}" get a backslash, a carriage return and a line feed are
 // written as "\r" and "\n".

@@ -47,12 +47,8 @@ std::int32_t PlaceholderNumber(const WordParts& w) {
 
 // A literal word with "\{" and "\}" reduced to braces.
 std::string Literal(std::string_view word) {
-  std::string out;
-  out.reserve(word.size());
-  for (size_t i = 0; i < word.size(); ++i) {
-    if (word[i] == '\\' && i + 1 < word.size() && (word[i + 1] == '{' || word[i + 1] == '}')) continue;
-    out += word[i];
-  }
+  std::string out(word);
+  Utils::UnescapeBraces(out);
   return out;
 }
 
