@@ -155,8 +155,13 @@ TEST_F(TranslatorTest, SwitchingLanguages) {
 // process-wide translator back and forth: every result is the text itself
 // or one of its translations.
 TEST_F(TranslatorTest, TranslatingWhileTheLanguageChanges) {
-  const std::string english = Make("EN.lng", "Да#Yes\r\nОк {1}#Ok {1}#MASK\r\n");
-  const std::string german = Make("DE.lng", "Да#Ja\r\n");
+  // The process-wide translator keeps every file registered with it, and
+  // each switch loads them again: they live as long as the process.
+  static const kelm::testing::ScratchDir files;
+  ASSERT_TRUE(files.Write("EN.lng", "Да#Yes\r\nОк {1}#Ok {1}#MASK\r\n"));
+  ASSERT_TRUE(files.Write("DE.lng", "Да#Ja\r\n"));
+  const std::string english = files / "EN.lng";
+  const std::string german = files / "DE.lng";
   Translator& t = Translator::Instance();
   t.UploadDicFromFile(english.c_str());
   t.UploadDicFromFile(german.c_str());
@@ -177,8 +182,12 @@ TEST_F(TranslatorTest, TranslatingWhileTheLanguageChanges) {
       }
     });
   }
-  for (int i = 0; i < 1000; ++i) t.SetCurLanguage(i % 2 == 0 ? lEnglish : lGerman);
-  t.SetCurLanguage(lRussian);
+  try {
+    for (int i = 0; i < 1000; ++i) t.SetCurLanguage(i % 2 == 0 ? lEnglish : lGerman);
+    t.SetCurLanguage(lRussian);
+  } catch (const AException& e) {
+    ADD_FAILURE() << static_cast<const char*>(e.Description());
+  }
   done = true;
   for (std::thread& reader : readers) reader.join();
   EXPECT_EQ(wrong.load(), 0);
