@@ -1,8 +1,9 @@
+#include "kelm/port/win_types.h"  // first: <shellapi.h> needs <windows.h>
+
 #include <io.h>
 #include <shellapi.h>
 
 #include "kelm/port/codepage.h"
-#include "kelm/port/win_types.h"
 #include "tools/console.h"
 
 namespace kelm::tools {
