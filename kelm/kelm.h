@@ -52,6 +52,12 @@
 #include "kelm/files/file_utils.h"
 #include "kelm/files/logical_drive_iterator.h"
 
+#include "kelm/localization/dic_file.h"
+#include "kelm/localization/dic_string.h"
+#include "kelm/localization/localization_exception.h"
+#include "kelm/localization/mask_dic.h"
+#include "kelm/localization/translator.h"
+
 #include "kelm/variant/func_list.h"
 #include "kelm/variant/object_io.h"
 #include "kelm/variant/rpc_file.h"

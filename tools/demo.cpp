@@ -15,5 +15,6 @@ int main() {
   DemoFStream();
   DemoKelm();
   DemoContainers();
+  DemoLocalization();
   return 0;
 }
