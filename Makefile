@@ -4,6 +4,8 @@
 #               Windows x86-64 and i686, and run every test (Windows x86-64 under Wine)
 #   make test-win32   run the tests of the i686 build (needs a machine that runs 32-bit code)
 #   make fuzz   run every fuzz target for FUZZ_SECONDS each (fuzz/README.md)
+#   make stress the thread-related test programs STRESS_RUNS times each, natively
+#               and under Wine; counts failures and hangs
 
 JOBS ?= 2
 BUILD ?= build
@@ -15,7 +17,7 @@ CTEST := ctest --output-on-failure -j $(JOBS) -O ctest.log
 WINE_PREFIX := $(CURDIR)/$(BUILD)/win64/wineprefix
 
 .PHONY: demo test deps deps-linux linux asan tsan win64 win32 \
-        test-linux test-asan test-tsan test-win64 test-win32 test-install bench \
+        test-linux test-asan test-tsan test-win64 test-win32 test-install bench stress \
         deps-fuzz deps-bench fuzz-build fuzz test-fuzz
 
 deps-linux:
@@ -32,6 +34,7 @@ demo: deps-linux linux
 
 test: deps
 	$(MAKE) test-linux test-asan test-tsan test-win64 win32 test-install test-fuzz
+	$(MAKE) stress STRESS_RUNS=$(STRESS_CI_RUNS)
 	@scripts/test-summary.sh $(BUILD)/linux $(BUILD)/asan $(BUILD)/tsan $(BUILD)/win64
 
 linux:
@@ -43,7 +46,7 @@ asan:
 	cmake --build $(BUILD)/asan -j $(JOBS)
 
 # ThreadSanitizer over the areas that run threads.
-TSAN_AREAS ?= frame;threadpool;variant;streams;localization
+TSAN_AREAS ?= frame;threadpool;variant;streams;localization;files
 tsan:
 	cmake -S . -B $(BUILD)/tsan $(CMAKE_COMMON) -DKELM_SANITIZE=thread -DKELM_BUILD_TOOLS=OFF \
 	  "-DKELM_TEST_AREAS=$(TSAN_AREAS)" >/dev/null
@@ -79,6 +82,21 @@ test-win64: win64
 
 test-win32: win32
 	scripts/wine-session.sh $(CURDIR)/$(BUILD)/win32/wineprefix sh -c 'cd $(BUILD)/win32 && $(CTEST)'
+
+# Thread code run many times in a row: natively, under 64-bit Wine, and under
+# 32-bit Wine where the i686 build and a 32-bit Wine are there. `make test`
+# runs a slice of about a minute.
+STRESS_RUNS ?= 200
+STRESS_CI_RUNS ?= 10
+stress: linux win64
+	@status=0; \
+	scripts/stress.sh $(BUILD)/linux $(STRESS_RUNS) || status=1; \
+	scripts/stress.sh $(BUILD)/win64 $(STRESS_RUNS) cmake/wine-run.sh $(WINE_PREFIX) x86_64 || status=1; \
+	if [ -e $(BUILD)/win32/bin/threadpool_test.exe ] && [ -x scripts/setup-wine32.sh ] && \
+	   scripts/setup-wine32.sh --runs; then \
+	  scripts/stress.sh $(BUILD)/win32 $(STRESS_RUNS) cmake/wine-run.sh $(CURDIR)/$(BUILD)/win32/wineprefix i686 || status=1; \
+	else echo "win32: no i686 build or no 32-bit Wine here: not stressed"; fi; \
+	exit $$status
 
 # The installed package works for CMake and pkg-config users.
 test-install: linux

@@ -5,11 +5,11 @@
 #include <cstdio>
 #include <deque>
 #include <mutex>
-#include <semaphore>
 #include <thread>
 #include <vector>
 
 #include "bench/bench.h"
+#include "kelm/testing/latch.h"
 #include "kelm/threadpool/thread_pool.h"
 
 namespace {
@@ -20,9 +20,9 @@ constexpr int kThreads = 4;
 // Counts down; the last one opens `done`.
 struct Countdown {
   std::atomic<int> left{kTasks};
-  std::binary_semaphore done{0};
+  kelm::testing::Latch done{1};
   void Tick() {
-    if (left.fetch_sub(1, std::memory_order_acq_rel) == 1) done.release();
+    if (left.fetch_sub(1, std::memory_order_acq_rel) == 1) done.CountDown();
   }
 };
 
@@ -89,7 +89,7 @@ double KelmPool() {
   Countdown countdown;
   const double seconds = kelm::bench::BestSeconds(1, [&] {
     for (int i = 0; i < kTasks; ++i) pool.AddTask(new TickTask(countdown));
-    countdown.done.acquire();
+    countdown.done.Wait();
   });
   pool.Stop();
   return seconds;
@@ -100,7 +100,7 @@ double Minimal() {
   Countdown countdown;
   return kelm::bench::BestSeconds(1, [&] {
     for (int i = 0; i < kTasks; ++i) pool.Add(new TickTask(countdown));
-    countdown.done.acquire();
+    countdown.done.Wait();
   });
 }
 

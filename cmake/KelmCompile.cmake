@@ -42,6 +42,9 @@ function(kelm_sources out dir)
   set(${out} ${all} PARENT_SCOPE)
 endfunction()
 
+# A hung test fails after this many seconds instead of stalling the run.
+set(KELM_TEST_TIMEOUT 300 CACHE STRING "Time limit of each test, in seconds")
+
 # kelm_add_area_tests(<area>): one test program per area, made of every
 # kelm/<area>/*_test.cpp. Extra sources and libraries may follow.
 function(kelm_add_area_tests area)
@@ -66,10 +69,10 @@ function(kelm_add_area_tests area)
     # One Wine process per program: starting Wine per test case would cost
     # more than the tests themselves.
     add_test(NAME ${area} COMMAND ${target})
-    set_tests_properties(${area} PROPERTIES LABELS ${area})
+    set_tests_properties(${area} PROPERTIES LABELS ${area} TIMEOUT ${KELM_TEST_TIMEOUT})
   else()
     include(GoogleTest)
     gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-                         PROPERTIES LABELS ${area})
+                         PROPERTIES LABELS ${area} TIMEOUT ${KELM_TEST_TIMEOUT})
   endif()
 endfunction()

@@ -1,7 +1,8 @@
 // The kelm namespace: a Variant tree searched, a registered function called
 // by name, a small thread pool, a log record.
 #include <atomic>
-#include <latch>
+#include <condition_variable>
+#include <mutex>
 #include <sstream>
 
 #include "kelm/kelm.h"
@@ -121,16 +122,35 @@ void ShowFunctionCall() {
   }
 }
 
+// Counts finished tasks for a thread that waits for a number of them.
+class Finished {
+ public:
+  void Add() {
+    std::lock_guard lock(mutex_);
+    ++count_;
+    changed_.notify_all();
+  }
+  void WaitFor(int count) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return count_ >= count; });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int count_ = 0;
+};
+
 class Square : public Task {
  public:
-  Square(int n, std::atomic<long long>& total, std::latch& done) : mN(n), mTotal(total), mDone(done) {}
-  ~Square() override { mDone.count_down(); }
+  Square(int n, std::atomic<long long>& total, Finished& finished) : mN(n), mTotal(total), mFinished(finished) {}
+  ~Square() override { mFinished.Add(); }
   void Execute() override { mTotal += static_cast<long long>(mN) * mN; }
 
  private:
   int mN;
   std::atomic<long long>& mTotal;
-  std::latch& mDone;
+  Finished& mFinished;
 };
 
 class Greeter : public ThreadPoolEventHandler {
@@ -144,11 +164,11 @@ void ShowThreadPool() {
   Greeter greeter;
   ThreadPool pool(&greeter);
   std::atomic<long long> total{0};
-  std::latch done(100);
-  for (int n = 1; n <= 100; ++n) pool.AddTask(new Square(n, total, done));
+  Finished finished;
+  for (int n = 1; n <= 100; ++n) pool.AddTask(new Square(n, total, finished));
   Say("  queued before start: %d tasks\n", pool.TasksCount());
   pool.StartThreads(3);
-  done.wait();
+  finished.WaitFor(100);
   pool.Stop();
   Say("  3 workers summed the squares of 1..100: %lld\n\n", total.load());
 }

@@ -168,19 +168,45 @@ bool ThreadGlobalVars::DestroyModuleGlobalVar(HINSTANCE module, int index) {
   return true;
 }
 
+namespace {
+// Walks of a thread's table at its detach, as many as POSIX gives the
+// destructors of thread-specific data.
+constexpr int kDetachRounds = 4;
+}  // namespace
+
+// A destructor may fetch a variable: a new one past the walk's start, or one
+// already walked past. A single walk would leave such late variables, and
+// with them the table, behind for good; the walk is therefore repeated (a
+// departure from the single walk of the original design) while the last walk
+// destroyed anything, at most kDetachRounds times, so that destructors that
+// keep re-creating each other cannot hold the thread's end up for ever.
 bool ThreadGlobalVars::DestroyModuleVars(HINSTANCE module) {
   if (count_ < 1) return true;
   GlobalVarAllocatorsRegistry& registry = GlobalVarAllocatorsRegistry::Instance();
-  // Indexing afresh each time: a destructor may fetch a variable and grow
-  // the table.
-  for (int i = Size() - 1; i >= 0; --i) {
-    try {
-      if (registry.DestroyVar(module, i, vars_[static_cast<std::size_t>(i)])) {
-        --count_;
-        vars_[static_cast<std::size_t>(i)] = nullptr;
+  // Entries that were refused or threw: not tried again.
+  std::vector<bool> refused;
+  bool destroyed = true;
+  for (int round = 0; round < kDetachRounds && destroyed; ++round) {
+    destroyed = false;
+    refused.resize(vars_.size());
+    // vars_ is indexed afresh after every call: a destructor may grow and
+    // move the table.
+    for (int i = Size() - 1; i >= 0; --i) {
+      const auto at = static_cast<std::size_t>(i);
+      if (refused[at]) continue;
+      bool done = false;
+      try {
+        done = registry.DestroyVar(module, i, vars_[at]);
+      } catch (...) {
+        // A throwing destructor leaves its variable registered in this thread.
       }
-    } catch (...) {
-      // A throwing destructor leaves its variable registered in this thread.
+      if (done) {
+        --count_;
+        vars_[at] = nullptr;
+        destroyed = true;
+      } else if (vars_[at] != nullptr) {
+        refused[at] = true;
+      }
     }
   }
   int survivors = 0;

@@ -246,6 +246,54 @@ TEST(ThreadGlobalVars, ManyThreadsAcrossModules) {
   EXPECT_EQ(live_tracked, before);
 }
 
+// Destructors that fetch other variables while the thread's variables are
+// destroyed. Each registrator's index is above the one before it, so a late
+// variable lies past where a downward walk starts.
+struct FetchesLate : Tracked {
+  ~FetchesLate() override;
+};
+struct Late : Tracked {};
+struct Ping : Tracked {
+  ~Ping() override;
+};
+struct Pong : Tracked {
+  ~Pong() override;
+};
+GVars::GlobalVarRegistrator<FetchesLate> fetches_late;
+GVars::GlobalVarRegistrator<Late> late;
+GVars::GlobalVarRegistrator<Ping> ping;
+GVars::GlobalVarRegistrator<Pong> pong;
+std::atomic<bool> ping_pong{false};
+FetchesLate::~FetchesLate() { late.Get(); }
+Ping::~Ping() {
+  if (ping_pong) pong.Get();
+}
+Pong::~Pong() {
+  if (ping_pong) ping.Get();
+}
+
+TEST(ThreadGlobalVars, VariablesFetchedDuringDetachDieWithTheThread) {
+  const int before = live_tracked;
+  InThread([&] {
+    fetches_late.Get();
+    EXPECT_TRUE(GlobalVariablesTLS::DestroyThreadGlobalVars(Library()));
+    EXPECT_EQ(live_tracked, before);
+    EXPECT_EQ(ThisThreadVars(), nullptr);
+    fetches_late.Get();  // and once more through the thread's real end
+  });
+  EXPECT_EQ(live_tracked, before);
+
+  // Destructors that keep re-creating each other do not hold the detach up.
+  InThread([&] {
+    ping_pong = true;
+    ping.Get();
+    EXPECT_FALSE(GlobalVariablesTLS::DestroyThreadGlobalVars(Library()));
+    EXPECT_EQ(live_tracked, before + 1);
+    ping_pong = false;
+  });
+  EXPECT_EQ(live_tracked, before);
+}
+
 TEST(GlobalVarRegistrator, UnloadDestroysTheUnloadingThreadsInstanceAndTheAllocator) {
   const int before = live_tracked;
   TrackedChild::destroyed = 0;

@@ -62,6 +62,8 @@ TEST(Semaphore, ReleaseReportsThePreviousCount) {
 TEST(Semaphore, CeilingAndWaiting) {
   Semaphore s(0, 1);
   EXPECT_EQ(s.Release(2), -1);
+  EXPECT_EQ(s.Release(0), -1);
+  EXPECT_EQ(s.Release(-1), -1);
   EXPECT_EQ(WaitForObject(s, 0), WaitResult::kTimeout);
   EXPECT_EQ(s.Release(1), 0);
   EXPECT_EQ(s.Release(1), -1);
@@ -72,6 +74,27 @@ TEST(Semaphore, CeilingAndWaiting) {
   std::thread waiter([&] { EXPECT_EQ(WaitForObject(s, INFINITE), WaitResult::kSignaled); });
   EXPECT_EQ(s.Release(1), 0);
   waiter.join();
+}
+
+// Two threads hand a turn back and forth with timed waits, as the thread
+// pool's workers wait: a lost wake-up shows as a timeout instead of a hang.
+TEST(Semaphore, NoWakeUpIsLost) {
+  Semaphore ping(0, 1);
+  Semaphore pong(0, 1);
+  constexpr int kRounds = 2000;
+  int lost = 0;
+  std::thread partner([&] {
+    for (int i = 0; i < kRounds; ++i) {
+      if (WaitForObject(ping, 10000) != WaitResult::kSignaled) return;
+      pong.Release(1);
+    }
+  });
+  for (int i = 0; i < kRounds && lost == 0; ++i) {
+    ping.Release(1);
+    if (WaitForObject(pong, 10000) != WaitResult::kSignaled) ++lost;
+  }
+  partner.join();
+  EXPECT_EQ(lost, 0);
 }
 
 TEST(Semaphore, FailedCreationFailsQuietly) {

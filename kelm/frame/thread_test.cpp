@@ -27,7 +27,7 @@ unsigned long __stdcall WaitAtGate(void* arg) {
   WaitForObject(gate->open, INFINITE);
   std::this_thread::sleep_for(std::chrono::milliseconds(20));
   gate->done = true;
-  return 42;
+  return 259;  // the code Windows uses for "still running"
 }
 
 TEST(Thread, WaitOnDestroyBlocksUntilTheFunctionReturns) {
@@ -54,7 +54,7 @@ TEST(Thread, IdExitCodeAndSuspendedStart) {
   ASSERT_EQ(WaitForObject(thread.Handle(), INFINITE), WaitResult::kSignaled);
   EXPECT_EQ(gate.thread_id, thread.ID());
   ASSERT_TRUE(kelm::port::GetThreadExitCode(thread.Handle(), &code));
-  EXPECT_EQ(code, 42u);
+  EXPECT_EQ(code, 259u);
 }
 
 class Body : public ThreadProcs {

@@ -29,6 +29,8 @@ HANDLE CreateSemaphoreObject(long initial, long maximum) {
 }
 
 bool ReleaseSemaphoreObject(HANDLE semaphore, long count, long* previous) {
+  // Wine releases by 0 (or less) without complaint.
+  if (count <= 0) return false;
   LONG before = 0;
   if (!::ReleaseSemaphore(semaphore, count, &before)) return false;
   if (previous != nullptr) *previous = before;
@@ -52,9 +54,12 @@ HANDLE StartThread(ThreadFunction function, void* arg, bool suspended, unsigned 
 
 bool ResumeThreadObject(HANDLE thread) { return ::ResumeThread(thread) != static_cast<DWORD>(-1); }
 
+// A thread may end with the code STILL_ACTIVE (259) itself; only its signalled
+// handle tells that apart from a running thread.
 bool GetThreadExitCode(HANDLE thread, unsigned long* code) {
   DWORD value = 0;
-  if (!::GetExitCodeThread(thread, &value) || value == STILL_ACTIVE) return false;
+  if (!::GetExitCodeThread(thread, &value)) return false;
+  if (value == STILL_ACTIVE && ::WaitForSingleObject(thread, 0) != WAIT_OBJECT_0) return false;
   *code = value;
   return true;
 }

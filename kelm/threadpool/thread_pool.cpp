@@ -3,10 +3,13 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "kelm/port/sync.h"
+
 namespace kelm {
 namespace {
 
-constexpr std::chrono::microseconds kIdleWait(500000);
+constexpr unsigned long kIdleWaitMs = 500;
+constexpr long kSemaphoreCeiling = 0x7FFFFFFF;  // the largest Win32 semaphore count
 
 // An exception escaping a task would end the process on a worker thread; the
 // task counts as run instead, and the worker goes on with the queue.
@@ -19,7 +22,9 @@ void RunTask(Task* task) {
 
 }  // namespace
 
-std::counting_semaphore<> ThreadPool::mTaskSemaphore(0);
+// Never closed: workers of a pool that was only terminated may still wait on
+// it while the process exits.
+void* const ThreadPool::mTaskSemaphore = port::CreateSemaphoreObject(0, kSemaphoreCeiling);
 
 ThreadPool::ThreadPool(ThreadPoolEventHandler* handler) : mTerminated(false), mHandler(handler) {
   if (handler == nullptr) throw std::invalid_argument("ThreadPool needs an event handler");
@@ -47,7 +52,7 @@ int ThreadPool::AddTask(Task* task) {
     mTasks.push_back(task);
     length = static_cast<int>(mTasks.size());
   }
-  mTaskSemaphore.release();
+  port::ReleaseSemaphoreObject(mTaskSemaphore, 1, nullptr);
   return length;
 }
 
@@ -66,13 +71,20 @@ void ThreadPool::Terminate() {
   mTerminated = true;
 }
 
-// The start lock also keeps StartThreads and a second Stop away from the
-// thread list while the workers are joined.
+// The start lock is held, shared, only to wait for a StartThreads in
+// progress: a task or hook calling StartThreads while the workers are joined
+// must not wait for the join. A started pool's thread list never changes
+// again, so it is joined outside the lock.
 void ThreadPool::Stop() {
   Terminate();
-  std::unique_lock lock(mStartMutex);
-  for (std::thread& thread : mThreads) {
-    if (thread.joinable()) thread.join();
+  std::lock_guard stop(stop_mutex_);
+  std::size_t count;
+  {
+    std::shared_lock lock(mStartMutex);
+    count = mThreads.size();
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    if (mThreads[i].joinable()) mThreads[i].join();
   }
 }
 
@@ -96,7 +108,10 @@ int ThreadPool::ThreadProc(ThreadPool* pool) {
       task = next;
     }
     delete task;  // taken from the queue after Terminate: dropped unrun
-    (void)mTaskSemaphore.try_acquire_for(kIdleWait);
+    if (port::WaitForObject(mTaskSemaphore, kIdleWaitMs) == port::WaitResult::kFailed) {
+      // No semaphore: poll at the same pace.
+      std::this_thread::sleep_for(std::chrono::milliseconds(kIdleWaitMs));
+    }
   } while (!pool->IsTerminated());
   pool->mHandler->OnThreadEnd();
   return 0;

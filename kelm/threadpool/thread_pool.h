@@ -4,7 +4,6 @@
 
 #include <deque>
 #include <mutex>
-#include <semaphore>
 #include <shared_mutex>
 #include <thread>
 #include <vector>
@@ -63,7 +62,9 @@ class ThreadPool {
   // there: the workers neither run nor delete them.
   void Terminate();
 
-  // Terminate, then wait for every worker to end.
+  // Terminate, then wait for every worker to end. The start lock is not held
+  // while waiting: a task or an OnThreadEnd hook may call StartThreads, which
+  // then returns without starting anything.
   void Stop();
 
  private:
@@ -78,10 +79,14 @@ class ThreadPool {
   ThreadPoolEventHandler* mHandler;
   std::shared_mutex mStartMutex;
 
-  // Shared by every pool of the process: posted once per added task, waited
-  // on by idle workers. It only wakes workers; a worker woken for another
-  // pool's task finds its own queue empty and waits again.
-  static std::counting_semaphore<> mTaskSemaphore;
+  // Serialises Stop calls, which join the workers outside the start lock.
+  std::mutex stop_mutex_;
+
+  // A platform semaphore (kelm/port/sync.h) shared by every pool of the
+  // process: posted once per added task, waited on by idle workers. It only
+  // wakes workers; a worker woken for another pool's task finds its own
+  // queue empty and waits again.
+  static void* const mTaskSemaphore;
 };
 
 }  // namespace kelm

@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <latch>
+#include <chrono>
 #include <memory>
 #include <stdexcept>
+#include <thread>
 #include <vector>
+
+#include "kelm/testing/latch.h"
 
 namespace kelm {
 namespace {
@@ -26,7 +29,7 @@ struct Journal {
   Journal(int tasks, int awaited) : runs(tasks), deletions(tasks), deleted(awaited) {}
   std::vector<std::atomic<int>> runs;
   std::vector<std::atomic<int>> deletions;
-  std::latch deleted;
+  testing::Latch deleted;
 };
 
 class JournalTask : public Task {
@@ -34,7 +37,7 @@ class JournalTask : public Task {
   JournalTask(Journal& journal, int id) : mJournal(journal), mId(id) {}
   ~JournalTask() override {
     ++mJournal.deletions[mId];
-    mJournal.deleted.count_down();
+    mJournal.deleted.CountDown();
   }
   void Execute() override {
     ++mJournal.runs[mId];
@@ -70,7 +73,7 @@ TEST(ThreadPoolTest, QueuedTasksWaitForTheThreads) {
   EXPECT_THROW(ThreadPool(nullptr), std::invalid_argument);
 
   pool.StartThreads(2);
-  journal.deleted.wait();
+  journal.deleted.Wait();
   EXPECT_EQ(pool.TasksCount(), 0);
   pool.Stop();
   EXPECT_TRUE(pool.IsTerminated());
@@ -85,7 +88,7 @@ TEST(ThreadPoolTest, HundredTasksOnFourThreads) {
   pool.StartThreads(4);
   pool.StartThreads(8);  // already started: nothing more
   for (int i = 0; i < 100; ++i) pool.AddTask(new JournalTask(journal, i));
-  journal.deleted.wait();
+  journal.deleted.Wait();
   pool.Stop();
   // Stop returns only after every worker has said goodbye.
   EXPECT_EQ(handler.ends, 4);
@@ -149,7 +152,7 @@ TEST(ThreadPoolTest, TaskInHandAfterTerminateIsDroppedUnrun) {
                               new JournalTask(journal, 2)};
   for (Task* task : tasks) pool.AddTask(task);
   pool.StartThreads(1);
-  journal.deleted.wait();
+  journal.deleted.Wait();
   pool.Stop();
   EXPECT_EQ(journal.runs[0], 1);
   EXPECT_EQ(journal.deletions[0], 1);
@@ -181,7 +184,7 @@ TEST(ThreadPoolTest, TaskAddingItselfAgainIsNotDeletedInBetween) {
   ThreadPool pool(&handler);
   pool.AddTask(new RepeatingTask(journal, pool, 5));
   pool.StartThreads(1);
-  journal.deleted.wait();
+  journal.deleted.Wait();
   pool.Stop();
   EXPECT_EQ(journal.runs[0], 5);
   EXPECT_EQ(journal.deletions[0], 1);
@@ -202,11 +205,67 @@ TEST(ThreadPoolTest, ThrowingTaskIsDeletedAndTheWorkerGoesOn) {
   pool.AddTask(new ThrowingTask(journal, 0));
   pool.AddTask(new JournalTask(journal, 1));
   pool.StartThreads(1);
-  journal.deleted.wait();
+  journal.deleted.Wait();
   pool.Stop();
   EXPECT_EQ(journal.runs[1], 1);
   EXPECT_EQ(journal.deletions[0], 1);
   EXPECT_EQ(handler.ends, 1);
+}
+
+// Calls StartThreads on its pool from its hook and from a task that runs
+// while the pool is being stopped.
+class RestartingHandler : public CountingHandler {
+ public:
+  void OnThreadEnd() override {
+    pool->StartThreads(2);
+    CountingHandler::OnThreadEnd();
+  }
+  ThreadPool* pool = nullptr;
+};
+
+class RestartingTask : public JournalTask {
+ public:
+  RestartingTask(Journal& journal, ThreadPool& pool, testing::Latch& running)
+      : JournalTask(journal, 0), pool_(pool), running_(running) {}
+
+ private:
+  void Work() override {
+    running_.CountDown();
+    while (!pool_.IsTerminated()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    pool_.StartThreads(2);
+  }
+  ThreadPool& pool_;
+  testing::Latch& running_;
+};
+
+TEST(ThreadPoolTest, StartThreadsDuringAndAfterStopReturns) {
+  auto handler = std::make_unique<RestartingHandler>();
+  auto pool = std::make_unique<ThreadPool>(handler.get());
+  handler->pool = pool.get();
+  Journal journal(1);
+  testing::Latch running(1);
+  pool->AddTask(new RestartingTask(journal, *pool, running));
+  pool->StartThreads(2);
+  running.Wait();
+
+  auto stopped = std::make_shared<testing::Latch>(1);
+  std::thread stopper([p = pool.get(), stopped] {
+    p->Stop();
+    stopped->CountDown();
+  });
+  if (!stopped->WaitFor(std::chrono::seconds(20))) {
+    // Stop waits for itself: leave the pool to the stuck threads.
+    stopper.detach();
+    (void)pool.release();
+    (void)handler.release();
+    FAIL() << "Stop does not return";
+  }
+  stopper.join();
+  EXPECT_EQ(journal.runs[0], 1);
+  EXPECT_EQ(journal.deletions[0], 1);
+  EXPECT_EQ(handler->ends, 2);
+  pool->StartThreads(2);  // after Stop: returns, starts nothing
+  EXPECT_EQ(handler->starts, 2);
 }
 
 }  // namespace
