@@ -33,6 +33,7 @@
 #include "kelm/text/oem_code_page.h"
 #include "kelm/text/string.h"
 #include "kelm/text/text_buffer.h"
+#include "kelm/text/utf8.h"
 
 #include "kelm/containers/array.h"
 #include "kelm/containers/collection.h"
@@ -47,6 +48,12 @@
 #include "kelm/streams/stream.h"
 #include "kelm/streams/stream_hash.h"
 #include "kelm/streams/text_stream.h"
+
+#include "kelm/archive/archive_file_stream.h"
+#include "kelm/archive/unzip.h"
+#include "kelm/archive/unzip_file_stream.h"
+#include "kelm/archive/zip.h"
+#include "kelm/archive/zip_file_stream.h"
 
 #include "kelm/files/file_system_factory.h"
 #include "kelm/files/file_utils.h"
