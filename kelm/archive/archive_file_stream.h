@@ -22,9 +22,11 @@
 //   convention of MS-DOS and Windows archivers;
 // - fncAnsi: the Windows-1251 bytes as given, marked as made on UNIX (host 3,
 //   whose archivers store names as they are); a name that is not ASCII also
-//   gets Info-ZIP's Unicode path field (0x7075) in the central directory,
-//   holding it in UTF-8 for other programs;
-// - fncUtf8: UTF-8, with general purpose flag bit 11.
+//   gets Info-ZIP's Unicode path field (0x7075) in its headers, holding it
+//   in UTF-8 for other programs;
+// - fncUtf8: UTF-8, with general purpose flag bit 11, marked as made on UNIX
+//   (Info-ZIP's UnZip reads the names of MS-DOS hosts through code page 437
+//   even when they are flagged as UTF-8).
 // Zip (zip.h) stores names in the first form while it stages its archive in
 // memory with coding 0, and in the second otherwise.
 //
@@ -34,7 +36,8 @@
 // 2. a Unicode path field whose CRC is that of the stored name: its UTF-8;
 // 3. "version made by" host 0 (MS-DOS), 6 (HPFS), 11 (NTFS) or 14 (VFAT):
 //    code page 866;
-// 4. any other host: the bytes as they are.
+// 4. any other host: UTF-8 when the name is valid UTF-8 (what Info-ZIP's Zip
+//    writes on a UTF-8 system), else the bytes as they are.
 // Characters that Windows-1251 lacks read as '?'. A name that this library
 // wrote, in a file or in memory, therefore lists and is found as the text it
 // was given (code page 866 lacks a few typographic signs: under fncOem quotes

@@ -138,6 +138,8 @@ void ZipMemFileStream::DoClose() { Finish(); }
 bool ZipMemFileStream::ReadyForMember() { return nothing_open_ ? DoOpen(nullptr, false) : IsOpened(); }
 
 bool ZipMemFileStream::ReadArchive(const std::function<bool(const char*, std::size_t)>& sink) {
+  // An archive that never got a member is an empty one.
+  if (nothing_open_ && !DoOpen(nullptr, false)) return false;
   const auto* output = static_cast<MemoryWriter*>(writer_->GetChannel());
   if (output == nullptr || !Finish() || output->Failed()) return false;
   const auto& bytes = output->Bytes();

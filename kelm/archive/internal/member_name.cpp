@@ -90,15 +90,18 @@ std::string ListedName(const StoredName& stored) {
   return ReadName(stored.bytes, VersionMadeBy(stored.form), NameFlags(stored.form), CentralExtra(stored));
 }
 
+// Info-ZIP's UnZip reads the names of MS-DOS hosts through code page 437
+// even when they are flagged as UTF-8: UTF-8 names go out as made on UNIX,
+// as Python and Info-ZIP's Zip write them.
 unsigned long VersionMadeBy(NameForm form) {
-  return ((form == NameForm::kAnsi ? kHostUnix : kHostMsDos) << 8) | kSpecVersion;
+  return ((form == NameForm::kOem ? kHostMsDos : kHostUnix) << 8) | kSpecVersion;
 }
 
 unsigned long NameFlags(NameForm form) { return form == NameForm::kUtf8 ? kUtf8Flag : 0; }
 
 unsigned long ExternalAttributes(NameForm form, bool directory) {
   const unsigned long dos = directory ? 0x10 : 0x20;  // directory, archive
-  if (form != NameForm::kAnsi) return dos;
+  if (form == NameForm::kOem) return dos;
   const unsigned long mode = directory ? 040755 : 0100644;
   return (mode << 16) | dos;
 }
@@ -127,9 +130,13 @@ std::string ReadName(std::string_view stored, unsigned long version_made_by, uns
     Utf8ToCp1251(stored, &name);
   } else if (UnicodePath(stored, central_extra, &utf8)) {
     Utf8ToCp1251(utf8, &name);
-  } else {
+  } else if (IsOemHost((version_made_by >> 8) & 0xFF)) {
     name.assign(stored);
-    if (IsOemHost((version_made_by >> 8) & 0xFF)) OemToAnsiBuff(name.data(), name.size());
+    OemToAnsiBuff(name.data(), name.size());
+  } else if (!Utf8ToCp1251(stored, &name)) {
+    // Other hosts store names as their system spells them: UTF-8 on today's
+    // UNIX (Info-ZIP's Zip, without flag or field), bytes as they are else.
+    name.assign(stored);
   }
   return name;
 }

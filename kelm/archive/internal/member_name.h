@@ -14,7 +14,7 @@ enum class NameForm {
   kOem,   // code page 866, "version made by" MS-DOS
   kAnsi,  // Windows-1251 as given, "version made by" UNIX, plus a UTF-8 copy
           // (Info-ZIP's Unicode path field) for a name that is not ASCII
-  kUtf8,  // UTF-8 with general purpose flag bit 11, "version made by" MS-DOS
+  kUtf8,  // UTF-8 with general purpose flag bit 11, "version made by" UNIX
 };
 
 struct StoredName {
@@ -34,7 +34,7 @@ unsigned long NameFlags(NameForm form);
 // Attributes of a member in the host's terms: MS-DOS bits, and for the UNIX
 // host its mode bits (rw-r--r--, folders rwxr-xr-x) too.
 unsigned long ExternalAttributes(NameForm form, bool directory);
-// The extra field of the central directory record (empty for none).
+// The extra field of the name's headers (empty for none).
 std::string CentralExtra(const StoredName& name);
 
 // The Windows-1251 name of a member from its central directory record (see

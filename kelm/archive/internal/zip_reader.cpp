@@ -5,6 +5,7 @@
 #include <new>
 
 #include "kelm/archive/internal/member_name.h"
+#include "kelm/archive/internal/zip64_view.h"
 
 namespace kelm::archive::internal {
 namespace {
@@ -34,7 +35,7 @@ Reader::~Reader() { Close(); }
 
 Reader::Opened Reader::Open(std::unique_ptr<Channel> channel) {
   Close();
-  channel_ = std::move(channel);
+  channel_ = kMinizipMissesZip64 ? Zip64View::Over(std::move(channel)) : std::move(channel);
   zlib_filefunc64_def functions = channel_->Functions();
   archive_ = unzOpen2_64("", &functions);
   if (archive_ == nullptr) {

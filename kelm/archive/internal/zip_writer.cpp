@@ -55,8 +55,11 @@ bool Writer::Begin(const StoredName& name, const TimeStamp& time, int zlib_level
   zip_fileinfo info{};
   info.tmz_date = DosTime(time);
   info.external_fa = ExternalAttributes(name.form, directory);
+  // The Unicode path field goes into both headers, as Info-ZIP writes it:
+  // its UnZip checks the local name against the central one.
   const std::string extra = CentralExtra(name);
-  return Check(zipOpenNewFileInZip4_64(zip_, name.bytes.c_str(), &info, nullptr, 0, extra.data(),
+  return Check(zipOpenNewFileInZip4_64(zip_, name.bytes.c_str(), &info, extra.data(),
+                                       static_cast<uInt>(extra.size()), extra.data(),
                                        static_cast<uInt>(extra.size()), nullptr, directory ? 0 : Z_DEFLATED,
                                        zlib_level, 0, -MAX_WBITS, DEF_MEM_LEVEL, Z_DEFAULT_STRATEGY, nullptr, 0,
                                        VersionMadeBy(name.form), NameFlags(name.form), zip64 ? 1 : 0));

@@ -7,17 +7,23 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kelm::testing {
 
 struct RawMember {
+  RawMember() = default;
+  RawMember(std::string stored_name, std::string content) : name(std::move(stored_name)), data(std::move(content)) {}
+
   std::string name;  // the name field as stored
   std::string data;  // stored as it is (method 0) unless `deflate`
   bool deflate = false;
   std::uint16_t flags = 0;
   std::uint16_t made_by = 0x0014;  // MS-DOS, 2.0
   std::string central_extra;
+  // The central record keeps its sizes in a ZIP64 field only.
+  bool zip64 = false;
   // When set, these replace what the data gives.
   long long crc = -1;
   long long size = -1;    // uncompressed
@@ -58,12 +64,18 @@ class ZipBuilder {
       out += m.name;
       out += body;
       Put(central, 0x02014b50, 4), Put(central, m.made_by, 2), Put(central, 20, 2), Put(central, m.flags, 2),
-          Put(central, method, 2), Put(central, 0x5A21, 2), Put(central, 0x5A21, 2), Put(central, crc, 4),
-          Put(central, packed, 4), Put(central, size, 4), Put(central, m.name.size(), 2),
-          Put(central, m.central_extra.size(), 2), Put(central, 0, 2), Put(central, 0, 2), Put(central, 0, 2),
-          Put(central, 0, 4), Put(central, offset, 4);
+          Put(central, method, 2), Put(central, 0x5A21, 2), Put(central, 0x5A21, 2), Put(central, crc, 4);
+      std::string extra = m.central_extra;
+      if (m.zip64) {
+        std::string field;
+        Put(field, 1, 2), Put(field, 16, 2), Put(field, size, 8), Put(field, packed, 8);
+        extra = field + extra;
+      }
+      Put(central, m.zip64 ? 0xFFFFFFFF : packed, 4), Put(central, m.zip64 ? 0xFFFFFFFF : size, 4),
+          Put(central, m.name.size(), 2), Put(central, extra.size(), 2), Put(central, 0, 2), Put(central, 0, 2),
+          Put(central, 0, 2), Put(central, 0, 4), Put(central, offset, 4);
       central += m.name;
-      central += m.central_extra;
+      central += extra;
     }
     const auto directory = static_cast<std::uint32_t>(out.size() + shift_);
     const auto count = static_cast<std::uint32_t>(count_ >= 0 ? count_ : static_cast<long long>(members_.size()));
