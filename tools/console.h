@@ -22,6 +22,18 @@ std::string Utf8(const std::string& cp1251);
 // Writes a Windows-1251 text to `stream` in the terminal's encoding.
 void Write(std::FILE* stream, const std::string& cp1251);
 
+// Whether `stream` goes to a terminal (a console on Windows).
+bool IsTerminal(std::FILE* stream);
+
+// File names between the tools' Windows-1251 texts and what the library
+// hands the system. On Windows the library converts them itself. On POSIX it
+// passes their bytes as they are, and the file system is as a rule in the
+// terminal's encoding: SystemName gives the bytes of a name the user typed
+// (an argument) or composed, FromSystemName the text of a name the system
+// listed.
+std::string SystemName(const std::string& cp1251);
+std::string FromSystemName(const std::string& bytes);
+
 // The command-line arguments after the program's name, as Windows-1251
 // texts. An argument that is not valid in the terminal's encoding is taken
 // as Windows-1251 already.

@@ -1,7 +1,10 @@
+#include <unistd.h>
+
 #include <cstdlib>
 #include <string_view>
 
 #include "kelm/port/codepage.h"
+#include "kelm/text/utf8.h"
 #include "tools/console.h"
 
 namespace kelm::tools {
@@ -51,6 +54,15 @@ bool DecodeUtf8(std::string_view text, std::u16string& out) {
 }
 
 }  // namespace
+
+bool IsTerminal(std::FILE* stream) { return ::isatty(::fileno(stream)) != 0; }
+
+std::string SystemName(const std::string& cp1251) { return TerminalIsCp1251() ? cp1251 : Cp1251ToUtf8(cp1251); }
+
+std::string FromSystemName(const std::string& bytes) {
+  std::string cp1251;
+  return !TerminalIsCp1251() && Utf8ToCp1251(bytes, &cp1251) ? cp1251 : bytes;
+}
 
 void Write(std::FILE* stream, const std::string& cp1251) {
   std::fputs(TerminalIsCp1251() ? cp1251.c_str() : Utf8(cp1251).c_str(), stream);

@@ -8,6 +8,15 @@
 
 namespace kelm::tools {
 
+std::string SystemName(const std::string& cp1251) { return cp1251; }
+
+std::string FromSystemName(const std::string& bytes) { return bytes; }
+
+bool IsTerminal(std::FILE* stream) {
+  DWORD mode = 0;
+  return ::GetConsoleMode(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))), &mode) != FALSE;
+}
+
 void Write(std::FILE* stream, const std::string& cp1251) {
   if (cp1251.empty()) return;
   const std::u16string wide = kelm::port::Cp1251ToUtf16(cp1251);

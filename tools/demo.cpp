@@ -16,5 +16,6 @@ int main() {
   DemoKelm();
   DemoContainers();
   DemoLocalization();
+  DemoArchive();
   return 0;
 }

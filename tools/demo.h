@@ -13,6 +13,7 @@ void DemoFStream();
 void DemoKelm();
 void DemoContainers();
 void DemoLocalization();
+void DemoArchive();
 
 }  // namespace kelm::tools
 

@@ -10,6 +10,12 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"lng", "dictionary files (.lng): merge, check, translate", LngCommand},
+    {"zip", "packs files and folders into a ZIP archive", ZipCommand},
+    {"unzip", "extracts a ZIP archive", UnzipCommand},
+    {"list", "lists the members of a ZIP archive", ListCommand},
+    {"test", "checks every member of a ZIP archive", TestCommand},
+    {"crc32", "the library's CRC-32 of files", Crc32Command},
+    {"md5", "MD5 digests of files", Md5Command},
 };
 
 void Usage(Output& out) {

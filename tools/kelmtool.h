@@ -21,6 +21,9 @@ class Output {
   virtual ~Output() = default;
   virtual void Out(const std::string& cp1251) = 0;
   virtual void Err(const std::string& cp1251) = 0;
+  // A line about work under way that the next one replaces ("" takes it
+  // away); shown only where errors go to a terminal.
+  virtual void Progress(const std::string&) {}
 };
 
 using Args = std::vector<std::string>;
@@ -39,6 +42,14 @@ int RunCommand(const Args& args, Output& out);
 
 // kelmtool lng merge|check|translate: dictionary files.
 int LngCommand(const Args& args, Output& out);
+// ZIP archives: kelmtool zip, unzip, list and test.
+int ZipCommand(const Args& args, Output& out);
+int UnzipCommand(const Args& args, Output& out);
+int ListCommand(const Args& args, Output& out);
+int TestCommand(const Args& args, Output& out);
+// The library's checksums of files: kelmtool crc32 and md5.
+int Crc32Command(const Args& args, Output& out);
+int Md5Command(const Args& args, Output& out);
 
 }  // namespace kelm::tools
 

@@ -140,7 +140,7 @@ class InteropTest : public ::testing::Test {
       std::string path = Items()[i].name;
       if (Items()[i].folder) path.pop_back();
       if (i < oem) {
-        AnsiToOem(path.data());
+        for (char& c : path) c = static_cast<char>(kAnsiToOem[static_cast<unsigned char>(c)]);
       } else {
         path = Cp1251ToUtf8(path);
       }

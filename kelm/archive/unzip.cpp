@@ -379,10 +379,14 @@ int UnZip::ExtractAll(const char* dir, bool overwrite) {
   const std::string given = dir != nullptr ? dir : "";
   const std::string folder = given.empty() ? "." : given;
   if (impl_->closed_) ThrowZip(1, "Попытка извлечения данных в директорию " + given + " из закрытого архива!");
-  // Every name and path is checked before anything is written.
-  for (const std::string& name : impl_->names_) impl_->CheckPath(folder.c_str(), name);
+  CheckNames(folder.c_str());
   for (const std::string& name : impl_->names_) Extract(folder.c_str(), name, overwrite);
   return 0;
+}
+
+void UnZip::CheckNames(const char* dir) const {
+  const std::string folder = dir != nullptr && *dir != '\0' ? dir : ".";
+  for (const std::string& name : impl_->names_) impl_->CheckPath(folder.c_str(), name);
 }
 
 int UnZip::Close() { return impl_->Close(); }

@@ -84,7 +84,8 @@ class UnZip {
   const std::vector<std::string>& ItemList() const;
 
   // Extracts member `name` into `dir` + separator + `name` ("/" and "\" in
-  // the name become folders), making the folders needed; a folder member
+  // the name become folders; a null or empty `dir` is the current folder),
+  // making the folders needed; a folder member
   // ("…/") makes its folder. Raised: code 7 on a closed archive; "В архиве
   // файл <name> не найден!"; 3 "Файл <target> уже существует. Перезапись
   // запрещена!" for an existing file without `overwrite`; "Не удалось
@@ -107,6 +108,9 @@ class UnZip {
   // archive: ZipException(1, "Попытка извлечения данных в директорию <dir>
   // из закрытого архива!").
   int ExtractAll(const char* dir, bool overwrite);
+  // The check ExtractAll makes first, for callers that extract member by
+  // member: raises its ZipException for the first refused name or path.
+  void CheckNames(const char* dir) const;
 
   // 0 when already closed; a failure of minizip to close raises "Ошибка
   // закрытия архива!". Temporary files go.

@@ -188,9 +188,10 @@ TEST(ZipTest, MemoryTargetsGetTheArchiveAtClose) {
   std::string streamed(stream.Size(), '\0');
   stream.Seek(0);
   stream.Read(streamed.data(), static_cast<unsigned>(streamed.size()));
-  // The stored name is in code page 866 while the archive is in memory.
+  // The stored name is in code page 866 while the archive is in memory
+  // (through the table: <windows.h> makes AnsiToOem a macro).
   std::string oem = "Данные.txt";
-  AnsiToOem(oem.data());
+  for (char& c : oem) c = static_cast<char>(kAnsiToOem[static_cast<unsigned char>(c)]);
   EXPECT_NE(archive.find(oem), std::string::npos);
   EXPECT_EQ(Contents(archive), (Contents_t{{"Данные.txt", "данные"}, {"stream.txt", "from a Stream"}}));
   EXPECT_EQ(Contents(streamed), Contents(archive)) << "the stream's old content is replaced";
