@@ -177,15 +177,18 @@ Reader::Status Reader::UnpackToMemory(const Member& member, const std::function<
   const unsigned long long input = std::min(member.packed, channel_->Size());
   unsigned long long room = member.method == 0 ? input : input * kMaxInflateRatio + kInflateSlack;
   room = std::min({room, member.size, static_cast<unsigned long long>(std::numeric_limits<std::size_t>::max() / 2)});
+  // Opened first: a member whose headers do not hold together costs no memory.
+  if (const Status opened = OpenMember(member, false); opened != Status::kOk) return opened;
   char* data = nullptr;
   try {
     data = resize(static_cast<std::size_t>(room));
   } catch (const std::bad_alloc&) {
+    unzCloseCurrentFile(archive_);
     return Status::kNoMemory;
   } catch (const std::length_error&) {
+    unzCloseCurrentFile(archive_);
     return Status::kNoMemory;
   }
-  if (const Status opened = OpenMember(member, false); opened != Status::kOk) return opened;
   unsigned long long unpacked = 0;
   while (unpacked < room) {
     const auto ask = static_cast<unsigned>(std::min<unsigned long long>(room - unpacked, kMaxReadCall));
