@@ -9,14 +9,14 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
 endif()
 
 add_compile_options(-Wall -Wextra)
+# The crash-dump handler resumes a faulting thread in code that throws; the
+# unwinder needs tables for every instruction to get out of it.
+add_compile_options(-fnon-call-exceptions -fasynchronous-unwind-tables)
 
 if(WIN32)
   # Exceptions cross the DLL boundary: every module must share one GCC runtime.
   add_link_options(-shared-libgcc)
   add_compile_definitions(WIN32_LEAN_AND_MEAN NOMINMAX)
-  # The crash-dump handler resumes a faulting thread in code that throws; the
-  # unwinder needs tables for every instruction to get out of it.
-  add_compile_options(-fnon-call-exceptions -fasynchronous-unwind-tables)
 endif()
 
 if(KELM_SANITIZE AND NOT WIN32)

@@ -8,16 +8,8 @@ arch=$2
 shift 2
 
 export WINEPREFIX="$prefix"
-export WINEDEBUG=-all
-export WINEDLLOVERRIDES="mscoree=d;mshtml=d;winemenubuilder.exe=d"
-unset DISPLAY WAYLAND_DISPLAY
-
-case $arch in
-  x86_64) loader=/usr/lib/wine/wine64 ;;
-  *) loader=$(command -v wine || echo /usr/lib/wine/wine) ;;
-esac
-server=/usr/lib/wine/wineserver
-[ -x "$server" ] || server=$(command -v wineserver)
+. "$(dirname "$0")/wine-env.sh"
+wine_env "$arch"
 
 # A persistent server keeps later starts fast. The first run makes the prefix
 # and starts Wine's services; both are detached from the caller's pipes,

@@ -12,6 +12,7 @@
 #include "kelm/frame/global_vars.h"
 #include "kelm/frame/kelm_lib_instance.h"
 #include "kelm/frame/message_table.h"
+#include "kelm/frame/minidump.h"
 #include "kelm/frame/startup.h"
 #include "kelm/frame/sync.h"
 #include "kelm/frame/thread.h"

@@ -15,6 +15,7 @@ int main() {
   DemoFStream();
   DemoKelm();
   DemoContainers();
+  DemoDumps();
   DemoLocalization();
   DemoArchive();
   return 0;

@@ -12,6 +12,7 @@ void DemoStreams();
 void DemoFStream();
 void DemoKelm();
 void DemoContainers();
+void DemoDumps();
 void DemoLocalization();
 void DemoArchive();
 

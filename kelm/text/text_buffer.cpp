@@ -205,5 +205,6 @@ bool TextBuffer<N>::operator>=(const char* s) const {
   return Compare(text_, s) >= 0;
 }
 
+// Exported as the header's extern declarations say.
 template class TextBuffer<261>;
 template class TextBuffer<255>;

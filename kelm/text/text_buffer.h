@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "kelm/port/export.h"
 #include "kelm/port/format.h"
 
 template <int N>
@@ -102,7 +103,7 @@ class TextBuffer {
   char text_[N + 1];
 };
 
-extern template class TextBuffer<261>;
-extern template class TextBuffer<255>;
+extern template class KELM_TEMPLATE_EXPORT TextBuffer<261>;
+extern template class KELM_TEMPLATE_EXPORT TextBuffer<255>;
 
 #endif  // KELM_TEXT_TEXT_BUFFER_H_

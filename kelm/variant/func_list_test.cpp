@@ -144,7 +144,11 @@ TEST(FuncListTest, ParallelLookUps) {
       }
     });
   }
-  for (int i = 0; i < 50; ++i) list.Insert("Other", (" " + std::to_string(i)).c_str(), new BinaryRegistrator(&Diff), false);
+  for (int i = 0; i < 50; ++i) {
+    std::string signature = " ";
+    signature += std::to_string(i);
+    list.Insert("Other", signature.c_str(), new BinaryRegistrator(&Diff), false);
+  }
   for (std::thread& t : threads) t.join();
   EXPECT_EQ(wrong, 0);
 }
