@@ -47,7 +47,7 @@ asan:
 	cmake --build $(BUILD)/asan -j $(JOBS)
 
 # ThreadSanitizer over the areas that run threads.
-TSAN_AREAS ?= frame;threadpool;variant;files;streams
+TSAN_AREAS ?= frame;threadpool;variant;files;streams;localization
 tsan:
 	cmake -S . -B $(BUILD)/tsan $(CMAKE_COMMON) -DKELM_SANITIZE=thread -DKELM_BUILD_TOOLS=OFF \
 	  "-DKELM_TEST_AREAS=$(TSAN_AREAS)" >/dev/null

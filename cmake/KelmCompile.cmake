@@ -29,10 +29,11 @@ if(KELM_BUILD_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
-# kelm_sources(<out-var> <dir>): the library sources of one area, with the
-# other platform's *_win.cpp / *_posix.cpp and the tests left out.
+# kelm_sources(<out-var> <dir>): the library sources of one area (and of its
+# internal/ folder), with the other platform's *_win.cpp / *_posix.cpp and
+# the tests left out.
 function(kelm_sources out dir)
-  file(GLOB all CONFIGURE_DEPENDS ${dir}/*.cpp ${dir}/*.c)
+  file(GLOB all CONFIGURE_DEPENDS ${dir}/*.cpp ${dir}/*.c ${dir}/internal/*.cpp)
   list(FILTER all EXCLUDE REGEX "_test\\.cpp$")
   if(WIN32)
     list(FILTER all EXCLUDE REGEX "_posix\\.cpp$")

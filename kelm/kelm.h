@@ -34,6 +34,7 @@
 #include "kelm/text/oem_code_page.h"
 #include "kelm/text/string.h"
 #include "kelm/text/text_buffer.h"
+#include "kelm/text/utf8.h"
 
 #include "kelm/containers/array.h"
 #include "kelm/containers/collection.h"
@@ -49,9 +50,21 @@
 #include "kelm/streams/stream_hash.h"
 #include "kelm/streams/text_stream.h"
 
+#include "kelm/archive/archive_file_stream.h"
+#include "kelm/archive/unzip.h"
+#include "kelm/archive/unzip_file_stream.h"
+#include "kelm/archive/zip.h"
+#include "kelm/archive/zip_file_stream.h"
+
 #include "kelm/files/file_system_factory.h"
 #include "kelm/files/file_utils.h"
 #include "kelm/files/logical_drive_iterator.h"
+
+#include "kelm/localization/dic_file.h"
+#include "kelm/localization/dic_string.h"
+#include "kelm/localization/localization_exception.h"
+#include "kelm/localization/mask_dic.h"
+#include "kelm/localization/translator.h"
 
 #include "kelm/variant/func_list.h"
 #include "kelm/variant/object_io.h"

@@ -56,7 +56,7 @@ void Say(const char* format, ...) {
   if (n > 0) std::vsnprintf(text.data(), text.size(), format, args);
   va_end(args);
   std::lock_guard<std::mutex> lock(say_mutex);
-  std::fputs(Utf8(text.data()).c_str(), stdout);
+  Write(stdout, text.data());
   std::fflush(stdout);
 }
 

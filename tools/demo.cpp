@@ -16,5 +16,7 @@ int main() {
   DemoKelm();
   DemoContainers();
   DemoDumps();
+  DemoLocalization();
+  DemoArchive();
   return 0;
 }

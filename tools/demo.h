@@ -13,6 +13,8 @@ void DemoFStream();
 void DemoKelm();
 void DemoContainers();
 void DemoDumps();
+void DemoLocalization();
+void DemoArchive();
 
 }  // namespace kelm::tools
 

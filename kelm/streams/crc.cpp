@@ -44,6 +44,11 @@ unsigned long CRC32::Calculate(unsigned long length, const char* data) const {
   return Run(0, reinterpret_cast<const unsigned char*>(data), length);
 }
 
+unsigned long CRC32::Continue(unsigned long crc, unsigned long length, const char* data) const {
+  if (length == 0) return crc;
+  return Run(static_cast<std::uint32_t>(crc), reinterpret_cast<const unsigned char*>(data), length);
+}
+
 unsigned long CRC32::Calculate(Stream& s) const {
   unsigned long total = s.Size();
   if (s.Update(0, Stream::utCopy) == 0) return 0;

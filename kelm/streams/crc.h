@@ -23,6 +23,10 @@ class CRC32 {
 
   // 0 for no bytes.
   unsigned long Calculate(unsigned long length, const char* data) const;
+  // The CRC of more bytes after those whose CRC is `crc`, so that data can
+  // be checked in pieces: Calculate of a and b together is
+  // Continue(Calculate(a), b).
+  unsigned long Continue(unsigned long crc, unsigned long length, const char* data) const;
   // The whole stream from offset 0, buffer by buffer: each buffer's CRC is
   // taken from a fresh register and combined as crc(buffer) ^ (result >> 8).
   // For a stream in one buffer this is Calculate over its bytes; for a

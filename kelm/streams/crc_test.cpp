@@ -56,6 +56,15 @@ TEST(CRC32Test, KnownValuesAndTheZlibRelation) {
   }
 }
 
+TEST(CRC32Test, ContinueChecksDataInPieces) {
+  const std::string s = Noise(5000);
+  const unsigned long whole = Crc().Calculate(static_cast<unsigned long>(s.size()), s.data());
+  for (std::size_t cut : {0u, 1u, 63u, 64u, 2500u, 4999u, 5000u}) {
+    const unsigned long head = Crc().Calculate(static_cast<unsigned long>(cut), s.data());
+    EXPECT_EQ(Crc().Continue(head, static_cast<unsigned long>(s.size() - cut), s.data() + cut), whole) << cut;
+  }
+}
+
 TEST(CRC32Test, OneTablePerThreadAndCopies) {
   const CRC32* mine = CheckSum_CRC32_Registrator.Get();
   EXPECT_EQ(CheckSum_CRC32_Registrator.Get(), mine);
