@@ -38,6 +38,7 @@
 #include "kelm/containers/collection.h"
 #include "kelm/containers/intrusive_list.h"
 
+#include "kelm/streams/block_manager.h"
 #include "kelm/streams/crc.h"
 #include "kelm/streams/fstream.h"
 #include "kelm/streams/ifstream.h"

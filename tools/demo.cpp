@@ -12,6 +12,7 @@ int main() {
   DemoText();
   DemoDatetime();
   DemoStreams();
+  DemoFStream();
   DemoKelm();
   DemoContainers();
   DemoLocalization();

@@ -9,6 +9,7 @@ void DemoErrors();
 void DemoText();
 void DemoDatetime();
 void DemoStreams();
+void DemoFStream();
 void DemoKelm();
 void DemoContainers();
 void DemoLocalization();

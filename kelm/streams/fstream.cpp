@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <vector>
 
+#include "kelm/files/file_system_factory.h"
 #include "kelm/files/file_utils.h"
 #include "kelm/frame/errors.h"
 #include "kelm/frame/work_mode.h"
@@ -210,6 +212,7 @@ HANDLE FStream::OpenTmp(unsigned mode) {
 
 void FStream::MakeTmpFile() {
   handle_ = OpenTmp(kTmpMode);
+  file_pos_ = kUnknownPos;
   if (!HasFile()) SysError("Невозможно открыть файл \"%s\"!", "klm*.tmp");
   state_ |= kTmpFlag;
 }
@@ -223,12 +226,14 @@ bool FStream::Open(const char* name, unsigned mode) {
     name_ = name;
     mode_ = mode;
     handle_ = OpenStreamFile(name, mode);
+    if (!HasFile() && OpenThroughProvider(name, mode)) return true;
   } else {
     name_.clear();
     mode_ = kTmpMode;
     handle_ = OpenTmp(kTmpMode);
     state_ |= kTmpFlag;
   }
+  file_pos_ = kUnknownPos;
   if (HasFile()) {
     if (kelm::port::FileTypeOf(handle_) == kFileTypeChar) {
       state_ |= kCharDevFlag;
@@ -244,6 +249,23 @@ bool FStream::Open(const char* name, unsigned mode) {
   SysError("Невозможно открыть файл \"%s\"!", name != nullptr ? name : "");
 }
 
+// A registered file system that takes the name fills the stream with the
+// file's bytes; the stream then works over them in memory (a temporary file
+// when pressed) and WriteFile hands changes back to the provider.
+bool FStream::OpenThroughProvider(const char* name, unsigned mode) {
+  const unsigned long error = kelm::port::LastFileError();
+  std::unique_ptr<IFileUtils> provider(FileSystemFactory::Instance().Get(name, false));
+  if (provider == nullptr || !provider->Open(name, mode, *this)) {
+    DropPages();
+    base_ = index_ = 0;
+    kelm::port::SetLastFileError(error);
+    return false;
+  }
+  provider_ = provider.release();
+  Seek(0);
+  return true;
+}
+
 void FStream::DropPages() {
   for (int i = pool_.Count() - 1; i >= 0; --i) {
     BlocStruct& page = pool_.GetBuf(i);
@@ -256,6 +278,8 @@ void FStream::DropPages() {
 }
 
 void FStream::Close() {
+  delete provider_;
+  provider_ = nullptr;
   const bool in_transaction = IsUnderTransactions();
   if (in_transaction) {
     // The changes of an unfinished transaction never reach the file.
@@ -270,19 +294,22 @@ void FStream::Close() {
     DropPages();
     kelm::port::CloseFileHandle(handle_);
     handle_ = INVALID_HANDLE_VALUE;
+    file_pos_ = kUnknownPos;
     state_ &= kTmpFlag;
     throw;
   }
   if (HasFile()) kelm::port::CloseFileHandle(handle_);
   handle_ = INVALID_HANDLE_VALUE;
+  file_pos_ = kUnknownPos;
   DropPages();
   state_ &= 0x0F;
   if (in_transaction) Error(kCloseInTransaction);
 }
 
-bool FStream::IsOpen() const { return HasFile(); }
+bool FStream::IsOpen() const { return HasFile() || provider_ != nullptr; }
 
 bool FStream::IsReadOnly() const {
+  if (provider_ != nullptr) return true;
   if (HasFile()) {
     unsigned long attributes = 0;
     return kelm::port::HandleAttributes(handle_, &attributes) && (attributes & kReadOnlyAttribute) != 0;
@@ -298,18 +325,35 @@ unsigned long FStream::FileEnd() {
   return static_cast<unsigned long>(size);
 }
 
+// The handle's position is remembered, so that pages read or written one
+// after another need no positioning call.
 bool FStream::ReadAt(unsigned long offset, void* dst, unsigned n, unsigned long* done) {
   *done = 0;
-  if (!IsCharDev() && !kelm::port::SeekFile(handle_, offset, kelm::port::SeekFrom::kBegin, nullptr))
-    return false;
-  return kelm::port::ReadFileData(handle_, dst, n, done);
+  if (!Position(offset)) return false;
+  const bool ok = kelm::port::ReadFileData(handle_, dst, n, done);
+  file_pos_ = ok ? offset + *done : kUnknownPos;
+  return ok;
 }
 
 bool FStream::WriteAt(unsigned long offset, const void* src, unsigned n) {
-  if (!IsCharDev() && !kelm::port::SeekFile(handle_, offset, kelm::port::SeekFrom::kBegin, nullptr))
-    return false;
+  if (!Position(offset)) return false;
   unsigned long done = 0;
-  return kelm::port::WriteFileData(handle_, src, n, &done) && done == n;
+  const bool ok = kelm::port::WriteFileData(handle_, src, n, &done) && done == n;
+  file_pos_ = ok ? offset + done : kUnknownPos;
+  return ok;
+}
+
+bool FStream::Position(unsigned long offset) {
+  if (IsCharDev() || file_pos_ == offset) return true;
+  file_pos_ = kUnknownPos;
+  if (!kelm::port::SeekFile(handle_, offset, kelm::port::SeekFrom::kBegin, nullptr)) return false;
+  file_pos_ = offset;
+  return true;
+}
+
+bool FStream::SetEndAt(unsigned long size) {
+  if (!Position(size)) return false;
+  return kelm::port::SetFileEnd(handle_);
 }
 
 // A failed write of the data file: the system's reason is shown, then
@@ -437,8 +481,6 @@ bool FStream::LocPoolBuf(unsigned long offset, BlocStruct*& page) {
   pool_.Ins(&entry, i);
   page = &manager.GetBloc(block);
   manager.Allocate(*page);
-  // New pages read as zeros where neither the file nor a write put bytes.
-  std::memset(page->Data(), 0, buf_size_);
   return false;
 }
 
@@ -457,7 +499,10 @@ int FStream::Update(unsigned long pos, UpdateType type) {
     if (LocPoolBuf(base_, page)) {
       if (page->IsChgBuf()) state_ |= kCurChanged;
       length_ = BufLen(*page);
-      if (!HasFile() && file_size_ >= base_ + buf_size_) length_ = buf_size_;
+      if (!HasFile() && file_size_ >= base_ + buf_size_) {
+        std::memset(page->Data() + length_, 0, buf_size_ - length_);
+        length_ = buf_size_;
+      }
     }
     page->SetCurrent();
     page->UnLock();
@@ -467,7 +512,7 @@ int FStream::Update(unsigned long pos, UpdateType type) {
     const unsigned long size = Size();
     const std::uint32_t had = length_;
     length_ = size > base_ ? static_cast<std::uint32_t>(std::min<unsigned long>(buf_size_, size - base_)) : 0;
-    if (length_ > had) std::memset(buffer_ + had, 0, length_ - had);
+    std::memset(buffer_ + had, 0, buf_size_ - had);  // see the departure below
   } else if ((type == utWrite && index_ > length_) || (type == utRead && index_ >= length_) ||
              (type == utCopy && length_ < buf_size_)) {
     const bool truncated = (state_ & kTruncated) != 0;
@@ -505,9 +550,9 @@ unsigned long FStream::Size() {
       len = buf_size_ - 1;
     } else if (last->IsTruncate()) {
       // Departure: a swapped-out page counts by its packing marks, not as a
-      // full page; a stored length lies in the swap file, and the file size
-      // already covers it (it was raised when the page was packed).
-      len = 0;
+      // full page. Its stored length lies in the swap file; the known end of
+      // the data was raised to cover it when the page was packed.
+      len = file_size_ > last->Offset() ? std::min<unsigned long>(buf_size_, file_size_ - last->Offset()) : 0;
     } else {
       len = buf_size_;
     }
@@ -534,9 +579,7 @@ void FStream::Truncate() {
   }
   if (HasFile()) {
     Flush();
-    if (!kelm::port::SeekFile(handle_, file_size_, kelm::port::SeekFrom::kBegin, nullptr) ||
-        !kelm::port::SetFileEnd(handle_))
-      ReportWriteFailure();
+    if (!SetEndAt(file_size_)) ReportWriteFailure();
     state_ &= ~kTruncated;
   }
 }
@@ -668,6 +711,9 @@ char* FStream::LockBuf(unsigned long offset) {
     if (HasFile()) {
       unsigned long done = 0;
       if (!ReadAt(offset, page->Data(), buf_size_, &done) || (IsNamedFile() && done != buf_size_)) fail();
+      std::memset(page->Data() + done, 0, buf_size_ - done);
+    } else {
+      std::memset(page->Data(), 0, buf_size_);
     }
   } else {
     const unsigned len = BufLen(*page);
@@ -677,7 +723,9 @@ char* FStream::LockBuf(unsigned long offset) {
         if (!ReadAt(offset + len, page->Data() + len, buf_size_ - len, &done) ||
             (IsNamedFile() && len + done != buf_size_))
           fail();
+        std::memset(page->Data() + len + done, 0, buf_size_ - len - done);
       } else {
+        std::memset(page->Data() + len, 0, buf_size_ - len);
         page->SetChgBuf();
       }
     }
@@ -734,6 +782,18 @@ bool FStream::ReadFile(unsigned long offset, void* dst, unsigned n) {
 }
 
 bool FStream::WriteFile(unsigned long offset, void* src, unsigned n) {
+  if (provider_ != nullptr) {
+    if ((mode_ & fmWrite) == 0) Error("Файл не открыт на запись/редактирование");
+    FStream data;
+    data.Write(src, n);
+    const bool stored = provider_->Write(offset, data);
+    // The stream's own view gets the bytes too (the caller stands at
+    // `offset` as a rule; the position is kept either way).
+    PosRestorer keep(*this);
+    Seek(offset);
+    Write(src, n);
+    return stored;
+  }
   if (!HasFile()) {
     Seek(offset);
     Write(src, n);
@@ -862,9 +922,7 @@ void FStream::EndTransaction() {
   }
   if ((state_ & kTruncated) != 0) {
     const unsigned long size = Size();
-    if (!kelm::port::SeekFile(handle_, size, kelm::port::SeekFrom::kBegin, nullptr) ||
-        !kelm::port::SetFileEnd(handle_))
-      ReportWriteFailure();  // still under the transaction
+    if (!SetEndAt(size)) ReportWriteFailure();  // still under the transaction
   }
   state_ &= ~(kTransaction | kTruncated);
   const bool wrote = (state_ & (kSomeChanged | kCurChanged)) != 0 && IsNamedFile();

@@ -40,6 +40,8 @@
 #include "kelm/streams/block_manager.h"
 #include "kelm/streams/ifstream.h"
 
+class IFileUtils;
+
 #pragma pack(push, 1)
 struct StreamStruct {
   std::uint32_t offset;  // of the page in the file
@@ -99,7 +101,9 @@ class FStream : public IFStream {
   // Closes; a failure is reported, not thrown.
   ~FStream() override;
 
-  // Opens `name` with OpenStreamFile modes; without a name, a
+  // Opens `name` with OpenStreamFile modes (a registered file system that
+  // takes the name when no file can be opened provides the bytes); without
+  // a name, a
   // temporary file. A character device gets 2-byte pages. A name of 260
   // characters or more is reported and answers false; any other failure is
   // raised through SysError ("Невозможно открыть файл "%s"!").
@@ -127,7 +131,8 @@ class FStream : public IFStream {
   // `n` are there. The position is kept.
   bool ReadFile(unsigned long offset, void* dst, unsigned n) override;
   // Straight to the file at `offset`; held pages over those bytes get them
-  // too. Without a file: Seek and Write.
+  // too. Without a file: Seek and Write. A stream opened through a file
+  // system hands the bytes to it (refused when opened without write access).
   bool WriteFile(unsigned long offset, void* src, unsigned n) override;
 
   // Writes the changed pages. True at once when nothing changed; false
@@ -138,8 +143,11 @@ class FStream : public IFStream {
   bool Lock(unsigned long offset, unsigned long length) override;
   bool Unlock(unsigned long offset, unsigned long length) override;
 
+  // Nothing while a transaction is open; flushes, then opens one.
   void BeginTransaction() override;
   void EndTransaction() override;
+  // Drops every page without writing it, also outside a transaction (what
+  // was not written yet is lost then), and ends the transaction if one is open.
   void BreakTransaction() override;
   bool IsUnderTransactions() const override { return (state_ & kTransaction) != 0; }
 
@@ -188,6 +196,7 @@ class FStream : public IFStream {
   bool HasFile() const { return handle_ != INVALID_HANDLE_VALUE; }
   bool IsNamedFile() const { return HasFile() && !IsTmp(); }
   void MakeTmpFile();
+  bool OpenThroughProvider(const char* name, unsigned mode);
   // Drops every page without writing (locks and the current mark too).
   void DropPages();
   // When the thread's page memory is spent, asks the manager for one page
@@ -198,6 +207,8 @@ class FStream : public IFStream {
   bool WriteAt(unsigned long offset, const void* src, unsigned n);
   // Reads up to `n` bytes at `offset`; false when positioning or reading fails.
   bool ReadAt(unsigned long offset, void* dst, unsigned n, unsigned long* done);
+  bool Position(unsigned long offset);
+  bool SetEndAt(unsigned long size);
   unsigned long FileEnd();
   void FlushPass(bool ascending, bool swapped_too, bool* skipped);
 
@@ -205,7 +216,10 @@ class FStream : public IFStream {
   std::uint32_t file_size_ = 0;
   HANDLE handle_ = INVALID_HANDLE_VALUE;
   std::uint32_t mode_ = 3;
+  IFileUtils* provider_ = nullptr;  // owned; the file system that opened the name
   std::string name_;
+  static constexpr unsigned long long kUnknownPos = ~0ull;
+  unsigned long long file_pos_ = kUnknownPos;  // where the handle stands
 };
 
 // An FStream with other constructors.
