@@ -43,7 +43,7 @@ asan:
 	cmake --build $(BUILD)/asan -j $(JOBS)
 
 # ThreadSanitizer over the areas that run threads.
-TSAN_AREAS ?= frame;threadpool;variant;streams;localization
+TSAN_AREAS ?= frame;threadpool;variant;streams;files;localization
 tsan:
 	cmake -S . -B $(BUILD)/tsan $(CMAKE_COMMON) -DKELM_SANITIZE=thread -DKELM_BUILD_TOOLS=OFF \
 	  "-DKELM_TEST_AREAS=$(TSAN_AREAS)" >/dev/null

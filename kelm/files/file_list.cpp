@@ -21,7 +21,8 @@ using kelm::port::kPathSeparator;
 // The longest full path a listing stores without a report.
 constexpr int kMaxPath = 259;
 
-constexpr char kLongPathText[] = "Длина имени файла превышает %d символов.                             Для корректной работы переместите программу в папку с                             более коротким путем.\n                            Файл: \"%s\".";
+constexpr char kLongPathText[] =
+    "Длина имени файла превышает %d символов.                             Для корректной работы переместите программу в папку с                             более коротким путем.\n                            Файл: \"%s\".";
 constexpr char kDeleteText[] = "Ошибка при удалении файла или каталога \"%s\".";
 
 bool IsDots(const char* name) {
@@ -110,9 +111,7 @@ bool FindEntry(const std::string& path, unsigned long* attributes) {
   return false;
 }
 
-bool IsDriveRoot(const char* path) {
-  return std::strlen(path) == 3 && path[1] == ':' && path[2] == '\\';
-}
+bool IsDriveRoot(const char* path) { return std::strlen(path) == 3 && path[1] == ':' && path[2] == '\\'; }
 
 // "\\server\share", with at most one trailing backslash.
 bool IsShareRoot(const std::string& path) {
@@ -150,8 +149,8 @@ class Lister {
       const unsigned long a = entry.attributes;
       const bool directory = (a & FILE_ATTRIBUTE_DIRECTORY) != 0;
       const bool concealed = (a & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM)) != 0;
-      if (directory && (flags_ & 0x2) != 0 && !IsDots(entry.name) && (a & FILE_ATTRIBUTE_REPARSE_POINT) == 0 &&
-          ((flags_ & 0x8) != 0 || !concealed)) {
+      if (directory && (flags_ & 0x2) != 0 && !IsDots(entry.name) &&
+          (a & FILE_ATTRIBUTE_REPARSE_POINT) == 0 && ((flags_ & 0x8) != 0 || !concealed)) {
         subdirs.emplace_back(entry.name);
       }
       if (!Takes(directory, concealed, entry.name) || !mask_.Matches(entry.name)) continue;
@@ -184,7 +183,8 @@ class Lister {
 bool FindFile(const char* path, bool directory) {
   if (path == nullptr) return false;
   unsigned long attributes = 0;
-  if (FindEntry(Trimmed(path), &attributes)) return ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) == directory;
+  if (FindEntry(Trimmed(path), &attributes))
+    return ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) == directory;
   if (!directory) return false;
   if (IsDriveRoot(path)) return ValidDisk(path[0]);
   if (IsShareRoot(path)) {
@@ -206,7 +206,8 @@ void Unlink(const char* path, bool report) {
   if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
     // Departure for safety: a link or junction goes itself; deleting through
     // it would empty the folder it leads to.
-    if (!kelm::port::RemoveFile(target.c_str()) && !kelm::port::RemoveEmptyDirectory(target.c_str()) && report) {
+    if (!kelm::port::RemoveFile(target.c_str()) && !kelm::port::RemoveEmptyDirectory(target.c_str()) &&
+        report) {
       SysError(kDeleteText, path);
     }
     return;
@@ -236,7 +237,8 @@ void Unlink(const char* dir, const char* mask, bool report) {
     kelm::port::DirectoryReader reader(folder.c_str());
     kelm::port::DirectoryEntry entry;
     while (reader.Next(&entry)) {
-      if (!IsDots(entry.name) && wanted.Matches(entry.name)) entries.Ins(StrDup((folder + entry.name).c_str()));
+      if (!IsDots(entry.name) && wanted.Matches(entry.name))
+        entries.Ins(StrDup((folder + entry.name).c_str()));
     }
   }
   for (int i = 0; i < entries.Count(); ++i) Unlink(entries[i], report);
@@ -275,8 +277,8 @@ bool GetFileList(const char* pattern, Collection& list, int flags, bool nested) 
   if (!nested) {
     std::unique_ptr<IFileUtils> handler(FileSystemFactory::Instance().Get(pattern, false));
     if (handler) {
-      const int translated = ((flags & 0x2) != 0 ? 0x4 : 0) | ((flags & 0x1) != 0 ? 0x2 : 0) |
-                             ((flags & 0x4) != 0 ? 0x80 : 0);
+      const int translated =
+          ((flags & 0x2) != 0 ? 0x4 : 0) | ((flags & 0x1) != 0 ? 0x2 : 0) | ((flags & 0x4) != 0 ? 0x80 : 0);
       handler->GetFileList(pattern, list, translated);
     }
   }

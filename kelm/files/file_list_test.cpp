@@ -1,9 +1,9 @@
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstring>
 #include <set>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "kelm/containers/collection.h"
 #include "kelm/files/file_system_factory.h"
@@ -90,10 +90,12 @@ TEST_F(FileListTest, UnlinkFilesAndTrees) {
   MakeFiles({"held"});
   const std::string held = Path("held");
   {
-    HANDLE file = kelm::port::OpenFileHandle(held.c_str(), {.read = true, .share_read = false, .share_write = false});
+    HANDLE file =
+        kelm::port::OpenFileHandle(held.c_str(), {.read = true, .share_read = false, .share_write = false});
     ASSERT_NE(file, INVALID_HANDLE_VALUE);
     Unlink(held.c_str(), false);
-    EXPECT_TRUE(IsReport(Raised([&] { Unlink(held.c_str(), true); }), "Ошибка при удалении файла или каталога \"" + held + "\"."));
+    EXPECT_TRUE(IsReport(Raised([&] { Unlink(held.c_str(), true); }),
+                         "Ошибка при удалении файла или каталога \"" + held + "\"."));
     kelm::port::CloseFileHandle(file);
   }
   EXPECT_TRUE(dir_.Exists("held"));
@@ -105,7 +107,7 @@ TEST_F(FileListTest, UnlinkByMaskAndClearing) {
   Unlink(Path("d").c_str(), "*.tmp", true);
   EXPECT_FALSE(dir_.Exists("d/a.tmp"));
   EXPECT_FALSE(dir_.Exists("d/B.TMP"));
-  EXPECT_FALSE(dir_.Exists("d/x.tmp"));   // a matching folder goes whole
+  EXPECT_FALSE(dir_.Exists("d/x.tmp"));      // a matching folder goes whole
   EXPECT_TRUE(dir_.Exists("d/keep/z.tmp"));  // the mask applies to the folder's own entries
   EXPECT_TRUE(dir_.Exists("d/c.txt"));
   Unlink(Path("d").c_str(), nullptr, true);
@@ -140,7 +142,8 @@ TEST_F(FileListTest, MasksAndFilters) {
 
   const std::string full = kelm::port::FullPathOf(dir_.path().c_str()) + kPathSeparator;
   EXPECT_EQ(List("*.txt", 0x1), (Names{full + "a.txt", full + "B.TXT"}));
-  EXPECT_EQ(List("*.txt", 0x2), (Names{"a.txt", "B.TXT", Sub("sub", "c.txt"), Sub(Sub("sub", "deeper"), "d.txt")}));
+  EXPECT_EQ(List("*.txt", 0x2),
+            (Names{"a.txt", "B.TXT", Sub("sub", "c.txt"), Sub(Sub("sub", "deeper"), "d.txt")}));
   EXPECT_EQ(List("*.txt", 0x3), (Names{full + "a.txt", full + "B.TXT", full + Sub("sub", "c.txt"),
                                        full + Sub(Sub("sub", "deeper"), "d.txt")}));
   EXPECT_EQ(List("*", 0x6), (Names{"sub", Sub("sub", "deeper"), "Папка"}));
@@ -162,7 +165,8 @@ TEST_F(FileListTest, LongFullPathsAreReportedAndKept) {
     if (!kelm::port::MakeDirectory(dir.c_str())) GTEST_SKIP() << "the system refuses long paths";
   }
   const std::string file = dir + kPathSeparator + "long-name.txt";
-  HANDLE handle = kelm::port::OpenFileHandle(file.c_str(), {.write = true, .disposition = kelm::port::FileDisposition::kCreateNew});
+  HANDLE handle = kelm::port::OpenFileHandle(
+      file.c_str(), {.write = true, .disposition = kelm::port::FileDisposition::kCreateNew});
   if (handle == INVALID_HANDLE_VALUE) GTEST_SKIP() << "the system refuses long paths";
   kelm::port::CloseFileHandle(handle);
   const std::string full = kelm::port::FullPathOf(file.c_str());
@@ -175,7 +179,8 @@ TEST_F(FileListTest, LongFullPathsAreReportedAndKept) {
   EXPECT_EQ(std::string(ErrorMessager::Instance().GetLastError()),
             "Длина имени файла превышает 259 символов.                             Для корректной "
             "работы переместите программу в папку с                             более коротким путем.\n"
-            "                            Файл: \"" + full + "\".");
+            "                            Файл: \"" +
+                full + "\".");
   Unlink(dir_.path().c_str(), "*.*", true);  // deep paths go too
   EXPECT_FALSE(dir_.Exists(std::string(40, 'n')));
 }

@@ -218,7 +218,8 @@ long long DiskFreeSpace(const char* path) {
     root = given.substr(0, 2) + "\\";
   } else if (given.size() >= 2 && given[0] == '\\' && given[1] == '\\') {
     const std::size_t server_end = given.find('\\', 2);
-    const std::size_t share_end = server_end == std::string::npos ? server_end : given.find('\\', server_end + 1);
+    const std::size_t share_end =
+        server_end == std::string::npos ? server_end : given.find('\\', server_end + 1);
     root = given.substr(0, std::min(share_end, kFullPathBuffer)) + "\\";
   }
   unsigned long long available = 0;

@@ -122,9 +122,10 @@ bool ClearROAttrib(const char* name, bool remove);
 // Deletes a file (its attributes are reset first, so a read-only file goes
 // too; a failure raises "Ошибка при удалении файла или каталога "%s"." when
 // `report` is set), or a directory with everything in it (silently). A
-// missing path, a last component "." or "..", and a null or empty path do
-// nothing, and so does a root ("X:\", "\\server\share", "/"). A symbolic link or junction is
-// removed itself, never followed. A path is used whole, never cut short.
+// missing path, a last component "." or "..", a null or empty path and a
+// root ("X:\", "\\server\share", "/") do nothing. A symbolic link or
+// junction is removed itself, never followed. A path is used whole, never
+// cut short.
 void Unlink(const char* path, bool report);
 // Deletes the entries of `dir` that match `mask` (as GetFileList matches),
 // files and whole directories, each through Unlink(entry, report). Nothing

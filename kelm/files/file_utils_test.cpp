@@ -1,10 +1,10 @@
 #include "kelm/files/file_utils.h"
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <string>
 #include <thread>
-
-#include <gtest/gtest.h>
 
 #include "kelm/datetime/time_stamp.h"
 #include "kelm/files/logical_drive_iterator.h"
@@ -73,6 +73,10 @@ TEST_F(FileUtilsTest, OpenStreamFileModeBits) {
     EXPECT_EQ(Opened(name, fmRead | fmWrite).error(), kSharingViolation);
   }
   {
+    Opened writer(name, fmWrite);
+    EXPECT_EQ(Opened(name, fmRead | fmDenyWrite).error(), kSharingViolation);  // a writer is open
+  }
+  {
     Opened keep(name, fmWrite | fmDenyRead);
     EXPECT_TRUE(Opened(name, fmWrite).ok());
     EXPECT_EQ(Opened(name, fmRead).error(), kSharingViolation);
@@ -131,7 +135,8 @@ TEST_F(FileUtilsTest, DirectoriesAndPaths) {
   MakeDir(a.c_str());  // existing: no error
   EXPECT_TRUE(FindFile(a.c_str(), true));
   const std::string orphan = Path("none") + kelm::port::kPathSeparator + "x";
-  EXPECT_TRUE(IsReport(Raised([&] { MakeDir(orphan.c_str()); }), "Ошибка при создании каталога \"" + orphan + "\"."));
+  EXPECT_TRUE(
+      IsReport(Raised([&] { MakeDir(orphan.c_str()); }), "Ошибка при создании каталога \"" + orphan + "\"."));
 
   const char sep = kelm::port::kPathSeparator;
   MakePath((a + sep + "b" + sep + "file.txt").c_str());
@@ -145,16 +150,18 @@ TEST_F(FileUtilsTest, DirectoriesAndPaths) {
   ASSERT_TRUE(dir_.Write("f", ""));
   const std::string blocked = Path("f") + sep + "g" + sep;
   EXPECT_TRUE(IsReport(Raised([&] { MakePath((blocked + "x.txt").c_str()); }),
-            "Ошибка при создании каталога \"" + blocked.substr(0, blocked.size() - 1) + "\"."));
+                       "Ошибка при создании каталога \"" + blocked.substr(0, blocked.size() - 1) + "\"."));
   const std::string deep = Path(std::string(300, 'd')) + sep + "x.txt";
-  EXPECT_TRUE(IsReport(Raised([&] { MakePath(deep.c_str()); }),
-            "Ошибка при создании пути к файлу: \"" + deep +
-                "\"\nВозможно слишком длинное имя файла, попробуйте переустановить программу в папку с "
-                "более коротким именем и путем к ней."));
+  EXPECT_TRUE(
+      IsReport(Raised([&] { MakePath(deep.c_str()); }),
+               "Ошибка при создании пути к файлу: \"" + deep +
+                   "\"\nВозможно слишком длинное имя файла, попробуйте переустановить программу в папку с "
+                   "более коротким именем и путем к ней."));
   EXPECT_FALSE(dir_.Exists(std::string(300, 'd')));
   EXPECT_NE(Raised([] { MakePath(nullptr); }), "");
 #ifdef _WIN32
-  EXPECT_TRUE(IsReport(Raised([] { MakePath("\\\\server\\file.txt"); }), "Неверное имя файла/каталога \"\\\\server\\file.txt\"!\n"));
+  EXPECT_TRUE(IsReport(Raised([] { MakePath("\\\\server\\file.txt"); }),
+                       "Неверное имя файла/каталога \"\\\\server\\file.txt\"!\n"));
 #endif
 }
 
@@ -165,11 +172,11 @@ TEST_F(FileUtilsTest, RenameCopyAndAttributes) {
   const std::string two = Path("two");
   const std::string three = Path("three");
   EXPECT_TRUE(IsReport(Raised([&] { Rename(one.c_str(), two.c_str()); }),
-            "Ошибка при переименовании файла \"" + one + "\" в \"" + two + "\"."));
+                       "Ошибка при переименовании файла \"" + one + "\" в \"" + two + "\"."));
   Rename(one.c_str(), three.c_str());
   EXPECT_EQ(dir_.Read("three"), "1");
   EXPECT_TRUE(IsReport(Raised([&] { Copy(three.c_str(), two.c_str(), true); }),
-            "Ошибка при копировании файла \"" + three + "\" в \"" + two + "\"."));
+                       "Ошибка при копировании файла \"" + three + "\" в \"" + two + "\"."));
   Copy(three.c_str(), two.c_str(), false);
   EXPECT_EQ(dir_.Read("two"), "1");
   EXPECT_TRUE(IsReport(Raised([] { Rename(nullptr, ""); }), "Ошибка при переименовании файла \"\" в \"\"."));
@@ -185,7 +192,7 @@ TEST_F(FileUtilsTest, RenameCopyAndAttributes) {
   EXPECT_FALSE(ClearROAttrib(two.c_str(), true));
   const std::string missing = Path("missing");
   EXPECT_TRUE(IsReport(Raised([&] { SetFileAttribs(missing.c_str(), FILE_ATTRIBUTE_NORMAL); }),
-            "Ошибка при установке атрибутов файла \"" + missing + "\"."));
+                       "Ошибка при установке атрибутов файла \"" + missing + "\"."));
 
   EXPECT_FALSE(CanOpen(missing.c_str(), fmRead | fmWrite));
   EXPECT_FALSE(CanOpen(missing.c_str(), fmRead));  // no alternative file system claims it

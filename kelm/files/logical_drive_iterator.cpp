@@ -23,7 +23,9 @@ bool LogicalDriveIterator::IsDone() const {
   return cursor_ == std::string::npos || cursor_ >= drives_.size() || drives_[cursor_] == '\0';
 }
 
-const char* LogicalDriveIterator::CurrentDrive() const { return IsDone() ? nullptr : drives_.c_str() + cursor_; }
+const char* LogicalDriveIterator::CurrentDrive() const {
+  return IsDone() ? nullptr : drives_.c_str() + cursor_;
+}
 
 void LogicalDriveIterator::SkipOtherTypes() {
   while (drive_type_ != 0 && !IsDone() && kelm::port::DriveTypeOf(CurrentDrive()) != drive_type_) {

@@ -29,7 +29,9 @@
 //   open-file-description locks (F_OFD_SETLK) on marker bytes at the very end
 //   of the offset space, so byte-range locks must stay below kLockLimit. Two
 //   opens that race may both see a sharing violation; never both succeed
-//   against each other's share mode. Other programs are not bound.
+//   against each other's share mode. Other programs are not bound, nor is a
+//   write-only handle on a file the process may not read (its descriptor
+//   cannot hold the shared markers).
 // - Byte-range locks are open-file-description locks too: they belong to
 //   the handle and go with it, as on Windows, but they are advisory (reads
 //   and writes through other handles are not refused), and a handle without
@@ -108,8 +110,7 @@ unsigned long FileTypeOf(HANDLE file);
 
 // Null pointers are skipped.
 bool GetFileTimes(HANDLE file, FILETIME* created, FILETIME* accessed, FILETIME* written);
-bool SetFileTimes(HANDLE file, const FILETIME* created, const FILETIME* accessed,
-                  const FILETIME* written);
+bool SetFileTimes(HANDLE file, const FILETIME* created, const FILETIME* accessed, const FILETIME* written);
 #ifdef _WIN32
 inline constexpr bool kCanSetCreationTime = true;
 #else

@@ -1,5 +1,3 @@
-#include "kelm/port/file.h"
-
 #include <dirent.h>
 #include <fcntl.h>
 #include <mntent.h>
@@ -16,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "kelm/port/file.h"
 #include "kelm/port/handle_posix.h"
 #include "kelm/port/testing/file_faults.h"
 
@@ -60,16 +59,21 @@ struct ErrnoCode {
 // errno -> Win32, first match wins; the reverse direction takes the first
 // entry with the code.
 constexpr ErrnoCode kErrnoCodes[] = {
-    {ENOENT, kFileNotFound},      {ENOENT, kPathNotFound},     {ENOTDIR, kPathNotFound},
-    {EACCES, kAccessDenied},      {EPERM, kAccessDenied},      {EISDIR, kAccessDenied},
-    {EBADF, kInvalidHandle},      {ENOMEM, kNotEnoughMemory},  {EROFS, kWriteProtect},
-    {EXDEV, kNotSameDevice},      {EBUSY, kSharingViolation},  {ETXTBSY, kSharingViolation},
-    {EAGAIN, kLockViolation},     {EOPNOTSUPP, kNotSupported}, {ENOSYS, kNotSupported},
-    {EEXIST, kFileExists},        {EEXIST, kAlreadyExists},    {EINVAL, kInvalidParameter},
-    {ESPIPE, kInvalidParameter},  {ENOSPC, kDiskFull},         {EDQUOT, kDiskFull},
-    {ENOTEMPTY, kDirNotEmpty},    {ENOLCK, kNotLocked},        {ENAMETOOLONG, kNameTooLong},
-    {EFBIG, kFileTooLarge},       {EMFILE, kTooManyOpenFiles}, {ENFILE, kTooManyOpenFiles},
-    {EIO, kIoDevice},             {ELOOP, kCantResolveName},
+    {ENOENT, kFileNotFound},     {ENOENT, kPathNotFound},
+    {ENOTDIR, kPathNotFound},    {EACCES, kAccessDenied},
+    {EPERM, kAccessDenied},      {EISDIR, kAccessDenied},
+    {EBADF, kInvalidHandle},     {ENOMEM, kNotEnoughMemory},
+    {EROFS, kWriteProtect},      {EXDEV, kNotSameDevice},
+    {EBUSY, kSharingViolation},  {ETXTBSY, kSharingViolation},
+    {EAGAIN, kLockViolation},    {EOPNOTSUPP, kNotSupported},
+    {ENOSYS, kNotSupported},     {EEXIST, kFileExists},
+    {EEXIST, kAlreadyExists},    {EINVAL, kInvalidParameter},
+    {ESPIPE, kInvalidParameter}, {ENOSPC, kDiskFull},
+    {EDQUOT, kDiskFull},         {ENOTEMPTY, kDirNotEmpty},
+    {ENOLCK, kNotLocked},        {ENAMETOOLONG, kNameTooLong},
+    {EFBIG, kFileTooLarge},      {EMFILE, kTooManyOpenFiles},
+    {ENFILE, kTooManyOpenFiles}, {EIO, kIoDevice},
+    {ELOOP, kCantResolveName},
 };
 
 unsigned long CodeOf(int err) {
@@ -148,9 +152,7 @@ bool FailPath(const std::string& path) {
   return FailWith(err, CodeOf(err));
 }
 
-bool IsHiddenName(std::string_view name) {
-  return name.size() > 1 && name[0] == '.' && name != "..";
-}
+bool IsHiddenName(std::string_view name) { return name.size() > 1 && name[0] == '.' && name != ".."; }
 
 bool IsReadOnlyMode(mode_t mode) { return (mode & S_IWUSR) == 0; }
 
@@ -206,8 +208,7 @@ bool ClaimShareMode(int fd, const FileOpenOptions& o, bool readable) {
   if (o.delete_on_close) taken = taken && TakeMarker(fd, kMarkDelete);
   if (!taken) return true;  // a file system without locks: nothing to honour
   return !((o.read && OthersHold(fd, kMarkDenyRead)) || (o.write && OthersHold(fd, kMarkDenyWrite)) ||
-           (!o.share_read && OthersHold(fd, kMarkRead)) ||
-           (!o.share_write && OthersHold(fd, kMarkWrite)) ||
+           (!o.share_read && OthersHold(fd, kMarkRead)) || (!o.share_write && OthersHold(fd, kMarkWrite)) ||
            (o.delete_on_close && OthersHold(fd, kMarkAny)) || OthersHold(fd, kMarkDelete));
 }
 
@@ -277,9 +278,7 @@ bool Faulted(FileCall kind, unsigned long* done) {
   return true;
 }
 
-int OpenFlags(const FileOpenOptions& o) {
-  return (o.write ? O_RDWR : O_RDONLY) | O_CLOEXEC;
-}
+int OpenFlags(const FileOpenOptions& o) { return (o.write ? O_RDWR : O_RDONLY) | O_CLOEXEC; }
 
 // Opens with the disposition; `*created` tells whether the file is new.
 int OpenDisposed(const std::string& path, const FileOpenOptions& o, bool* created) {
@@ -321,8 +320,7 @@ HANDLE OpenFileHandle(const char* name, const FileOpenOptions& options) {
   if (S_ISDIR(st.st_mode)) return Fail(kAccessDenied), INVALID_HANDLE_VALUE;
   if (S_ISREG(st.st_mode)) {
     const bool truncates = options.disposition == FileDisposition::kCreateAlways && !created;
-    if (!created && IsReadOnlyMode(st.st_mode) &&
-        (options.write || truncates || options.delete_on_close)) {
+    if (!created && IsReadOnlyMode(st.st_mode) && (options.write || truncates || options.delete_on_close)) {
       return Fail(kAccessDenied), INVALID_HANDLE_VALUE;
     }
     if (!ClaimShareMode(fd, options, readable)) return Fail(kSharingViolation), INVALID_HANDLE_VALUE;
@@ -330,7 +328,7 @@ HANDLE OpenFileHandle(const char* name, const FileOpenOptions& options) {
     if (options.random_access) ::posix_fadvise(fd, 0, 0, POSIX_FADV_RANDOM);
     if (options.delete_on_close) file->DeleteOnClose(st);
   }
-  return file.release();
+  return static_cast<HandleObject*>(file.release());  // HANDLE holds the base pointer
 }
 
 bool CloseFileHandle(HANDLE file) {
@@ -430,7 +428,8 @@ namespace {
 constexpr long long kUnitsFrom1601To1970 = 116444736000000000LL;
 
 FILETIME ToFileTime(long long seconds, long long nanoseconds) {
-  const auto units = static_cast<unsigned long long>(seconds * 10000000 + nanoseconds / 100 + kUnitsFrom1601To1970);
+  const auto units =
+      static_cast<unsigned long long>(seconds * 10000000 + nanoseconds / 100 + kUnitsFrom1601To1970);
   return FILETIME{static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
 }
 
@@ -457,8 +456,8 @@ bool GetFileTimes(HANDLE file, FILETIME* created, FILETIME* accessed, FILETIME* 
   if (::statx(f->fd(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &sx) != 0) return FailErrno();
   const FILETIME write_time = ToFileTime(sx.stx_mtime.tv_sec, sx.stx_mtime.tv_nsec);
   if (created != nullptr) {
-    *created = (sx.stx_mask & STATX_BTIME) != 0 ? ToFileTime(sx.stx_btime.tv_sec, sx.stx_btime.tv_nsec)
-                                                : write_time;
+    *created =
+        (sx.stx_mask & STATX_BTIME) != 0 ? ToFileTime(sx.stx_btime.tv_sec, sx.stx_btime.tv_nsec) : write_time;
   }
   if (accessed != nullptr) *accessed = ToFileTime(sx.stx_atime.tv_sec, sx.stx_atime.tv_nsec);
   if (written != nullptr) *written = write_time;
@@ -534,8 +533,8 @@ bool SetPathAttributes(const char* name, unsigned long attributes) {
   const std::string path = Native(name);
   struct stat st;
   if (::stat(path.c_str(), &st) != 0) return FailPath(path);
-  const mode_t mode = (attributes & FILE_ATTRIBUTE_READONLY) != 0 ? (st.st_mode & ~mode_t{0222})
-                                                                   : (st.st_mode | S_IWUSR);
+  const mode_t mode =
+      (attributes & FILE_ATTRIBUTE_READONLY) != 0 ? (st.st_mode & ~mode_t{0222}) : (st.st_mode | S_IWUSR);
   if ((mode & 07777) != (st.st_mode & 07777) && ::chmod(path.c_str(), mode & 07777) != 0) return FailErrno();
   return true;
 }
@@ -560,7 +559,7 @@ bool CopyContents(const std::string& from, const std::string& to, bool fail_if_e
   const FileOpenOptions source_options{.read = true};
   HANDLE source = OpenFileHandle(from.c_str(), source_options);
   if (source == INVALID_HANDLE_VALUE) return false;
-  std::unique_ptr<FileObject> in(static_cast<FileObject*>(source));
+  std::unique_ptr<FileObject> in(FileOf(source));
   struct stat st;
   if (::fstat(in->fd(), &st) != 0) return FailErrno();
   const FileOpenOptions target_options{
@@ -572,7 +571,7 @@ bool CopyContents(const std::string& from, const std::string& to, bool fail_if_e
   if (target == INVALID_HANDLE_VALUE) {
     return LastFileError() == kFileExists ? Fail(kFileExists) : false;
   }
-  std::unique_ptr<FileObject> out(static_cast<FileObject*>(target));
+  std::unique_ptr<FileObject> out(FileOf(target));
   std::vector<char> buffer(1 << 16);
   for (;;) {
     const ssize_t n = ::read(in->fd(), buffer.data(), buffer.size());
@@ -691,7 +690,8 @@ bool MakeTempFile(const char* folder, const char* prefix, std::string* name) {
   if (prefix != nullptr) base.append(prefix, strnlen(prefix, 3));
   // A start that differs between processes and calls, as Windows' tick count does.
   static thread_local unsigned counter = 0;
-  const auto ticks = static_cast<unsigned>(std::chrono::steady_clock::now().time_since_epoch().count() / 1000);
+  const auto ticks =
+      static_cast<unsigned>(std::chrono::steady_clock::now().time_since_epoch().count() / 1000);
   const unsigned start = (ticks ^ static_cast<unsigned>(::getpid()) * 2654435761u) + counter++;
   for (unsigned i = 0; i < 0xFFFF; ++i) {
     const unsigned unique = (start + i) % 0xFFFF + 1;
@@ -713,7 +713,8 @@ bool MakeTempFile(const char* folder, const char* prefix, std::string* name) {
 
 class DirectoryReader::Impl {
  public:
-  explicit Impl(const char* dir) : dir_(::opendir(dir == nullptr || *dir == '\0' ? "." : Native(dir).c_str())) {
+  explicit Impl(const char* dir)
+      : dir_(::opendir(dir == nullptr || *dir == '\0' ? "." : Native(dir).c_str())) {
     if (dir_ == nullptr) {
       const int err = errno;
       FailWith(err, err == ENOENT || err == ENOTDIR ? kPathNotFound : CodeOf(err));
@@ -776,7 +777,8 @@ bool FreeDiskSpace(const char* root, unsigned long long* available) {
   if (root == nullptr || *root == '\0') return Fail(kPathNotFound);
   const std::string path = Native(root);
   struct statvfs vfs;
-  if (::statvfs(path.c_str(), &vfs) != 0) return errno == ENOENT ? FailWith(ENOENT, kPathNotFound) : FailErrno();
+  if (::statvfs(path.c_str(), &vfs) != 0)
+    return errno == ENOENT ? FailWith(ENOENT, kPathNotFound) : FailErrno();
   *available = static_cast<unsigned long long>(vfs.f_bavail) * vfs.f_frsize;
   return true;
 }
@@ -813,12 +815,12 @@ std::vector<Mount> Mounts() {
 }
 
 unsigned DriveTypeOfFileSystem(std::string_view type) {
-  static constexpr std::string_view kRemote[] = {"nfs", "nfs4", "cifs", "smb3", "smbfs", "fuse.sshfs",
-                                                 "9p",  "ceph", "glusterfs", "afs"};
+  static constexpr std::string_view kRemote[] = {"nfs",        "nfs4", "cifs", "smb3",      "smbfs",
+                                                 "fuse.sshfs", "9p",   "ceph", "glusterfs", "afs"};
   static constexpr std::string_view kPseudo[] = {
-      "proc",      "sysfs",     "devpts",    "cgroup",     "cgroup2", "mqueue",   "debugfs",
-      "securityfs", "pstore",   "bpf",       "tracefs",    "configfs", "fusectl", "hugetlbfs",
-      "autofs",    "binfmt_misc", "devtmpfs", "nsfs",      "rpc_pipefs", "selinuxfs", "efivarfs"};
+      "proc",       "sysfs",       "devpts",   "cgroup",  "cgroup2",    "mqueue",    "debugfs",
+      "securityfs", "pstore",      "bpf",      "tracefs", "configfs",   "fusectl",   "hugetlbfs",
+      "autofs",     "binfmt_misc", "devtmpfs", "nsfs",    "rpc_pipefs", "selinuxfs", "efivarfs"};
   for (std::string_view t : kRemote) {
     if (type == t) return DRIVE_REMOTE;
   }

@@ -1,13 +1,10 @@
 #include "kelm/port/file.h"
 
-#include <cstring>
-#include <set>
+#include <gtest/gtest.h>
+
 #include <string>
 #include <thread>
 
-#include <gtest/gtest.h>
-
-#include "kelm/port/clock.h"
 #include "kelm/port/testing/file_faults.h"
 #include "kelm/port/testing/scratch_dir.h"
 
@@ -20,7 +17,6 @@ constexpr unsigned long kFileNotFound = 2;
 constexpr unsigned long kPathNotFound = 3;
 constexpr unsigned long kAccessDenied = 5;
 constexpr unsigned long kInvalidHandle = 6;
-constexpr unsigned long kSharingViolation = 32;
 constexpr unsigned long kLockViolation = 33;
 constexpr unsigned long kFileExists = 80;
 constexpr unsigned long kDiskFull = 112;
@@ -75,7 +71,8 @@ class FileTest : public ::testing::Test {
 TEST_F(FileTest, DispositionsAndTheirErrors) {
   EXPECT_FALSE(File(Path("a.bin"), ReadWrite()).ok());
   EXPECT_EQ(LastFileError(), kFileNotFound);
-  EXPECT_FALSE(File(Path("missing") + kPathSeparator + "a.bin", ReadWrite(FileDisposition::kOpenAlways)).ok());
+  EXPECT_FALSE(
+      File(Path("missing") + kPathSeparator + "a.bin", ReadWrite(FileDisposition::kOpenAlways)).ok());
   EXPECT_EQ(LastFileError(), kPathNotFound);
 
   ASSERT_TRUE(File(Path("a.bin"), ReadWrite(FileDisposition::kCreateNew)).Put("hello"));
@@ -141,45 +138,6 @@ TEST_F(FileTest, ReadWritePositionAndEnd) {
   EXPECT_EQ(LastFileError(), kAccessDenied);
 }
 
-TEST_F(FileTest, ShareModes) {
-  ASSERT_TRUE(dir_.Write("s.bin", "x"));
-  const std::string name = Path("s.bin");
-  {
-    File first(name, {.read = true, .share_write = false});
-    ASSERT_TRUE(first.ok());
-    EXPECT_TRUE(File(name, {.read = true}).ok());
-    File writer(name, ReadWrite());
-    EXPECT_FALSE(writer.ok());
-    EXPECT_EQ(writer.error(), kSharingViolation);
-  }
-  {
-    File first(name, ReadWrite());
-    ASSERT_TRUE(first.ok());
-    File denier(name, {.read = true, .share_write = false});  // but a writer is open
-    EXPECT_EQ(denier.error(), kSharingViolation);
-    EXPECT_TRUE(File(name, {.read = true}).ok());
-  }
-  {
-    File exclusive(name, {.read = true, .write = true, .share_read = false, .share_write = false});
-    ASSERT_TRUE(exclusive.ok());
-    EXPECT_EQ(File(name, {.read = true}).error(), kSharingViolation);
-    EXPECT_FALSE(RemoveFile(name.c_str()));
-    EXPECT_EQ(LastFileError(), kSharingViolation);
-  }
-  EXPECT_TRUE(File(name, {.read = true, .write = true, .share_read = false, .share_write = false}).ok());
-}
-
-TEST_F(FileTest, DeleteOnClose) {
-  const std::string name = Path("t.tmp");
-  File file(name, {.read = true, .write = true, .disposition = FileDisposition::kCreateAlways, .delete_on_close = true});
-  ASSERT_TRUE(file.ok());
-  ASSERT_TRUE(file.Put("scratch"));
-  EXPECT_TRUE(dir_.Exists("t.tmp"));
-  EXPECT_EQ(File(name, {.read = true}).error(), kSharingViolation);
-  file.Close();
-  EXPECT_FALSE(dir_.Exists("t.tmp"));
-}
-
 TEST_F(FileTest, ByteRangeLocks) {
   ASSERT_TRUE(dir_.Write("l.bin", "0123456789"));
   File a(Path("l.bin"), ReadWrite());
@@ -190,7 +148,7 @@ TEST_F(FileTest, ByteRangeLocks) {
   EXPECT_EQ(LastFileError(), kLockViolation);
   EXPECT_FALSE(LockFileRange(a.get(), 9, 1));  // overlaps its own lock
   EXPECT_EQ(LastFileError(), kLockViolation);
-  EXPECT_TRUE(LockFileRange(b.get(), 10, 5));  // beyond the end is allowed
+  EXPECT_TRUE(LockFileRange(b.get(), 10, 5));    // beyond the end is allowed
   EXPECT_FALSE(UnlockFileRange(a.get(), 0, 5));  // not the locked range
 #ifndef _WIN32
   EXPECT_EQ(LastFileError(), kNotLocked);  // Wine says 33 where Windows says 158
@@ -202,32 +160,9 @@ TEST_F(FileTest, ByteRangeLocks) {
   EXPECT_TRUE(LockFileRange(a.get(), 0, 100));
 }
 
-TEST_F(FileTest, TimesRoundTrip) {
-  File file(Path("t.bin"), ReadWrite(FileDisposition::kCreateNew));
-  ASSERT_TRUE(file.ok());
-  const SYSTEMTIME moment{2021, 3, 0, 14, 15, 9, 26, 0};
-  FILETIME written;
-  ASSERT_TRUE(kelm::port::SystemTimeToFileTime(&moment, &written));
-  FILETIME accessed = written;
-  accessed.dwLowDateTime += 10000000;  // one second later (no carry at this value)
-  ASSERT_TRUE(SetFileTimes(file.get(), nullptr, &accessed, &written));
-  FILETIME c{}, a{}, w{};
-  ASSERT_TRUE(GetFileTimes(file.get(), &c, &a, &w));
-  EXPECT_EQ(w.dwLowDateTime, written.dwLowDateTime);
-  EXPECT_EQ(w.dwHighDateTime, written.dwHighDateTime);
-  EXPECT_EQ(a.dwLowDateTime, accessed.dwLowDateTime);
-  if (kCanSetCreationTime) {
-    ASSERT_TRUE(SetFileTimes(file.get(), &written, nullptr, nullptr));
-    ASSERT_TRUE(GetFileTimes(file.get(), &c, nullptr, nullptr));
-    EXPECT_EQ(c.dwLowDateTime, written.dwLowDateTime);
-  }
-}
-
 TEST_F(FileTest, ReadOnlyAttribute) {
   ASSERT_TRUE(dir_.Write("ro.txt", "keep"));
   const std::string name = Path("ro.txt");
-  const unsigned long plain = PathAttributes(name.c_str());
-  EXPECT_EQ(plain & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_DIRECTORY), 0u);
   ASSERT_TRUE(SetPathAttributes(name.c_str(), FILE_ATTRIBUTE_READONLY));
   EXPECT_NE(PathAttributes(name.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
 
@@ -239,7 +174,8 @@ TEST_F(FileTest, ReadOnlyAttribute) {
 #endif
   if (!writer.ok()) {
     EXPECT_EQ(writer.error(), kAccessDenied);
-    EXPECT_EQ(File(name, {.read = true, .disposition = FileDisposition::kCreateAlways}).error(), kAccessDenied);
+    EXPECT_EQ(File(name, {.read = true, .disposition = FileDisposition::kCreateAlways}).error(),
+              kAccessDenied);
     EXPECT_FALSE(RemoveFile(name.c_str()));
     EXPECT_EQ(LastFileError(), kAccessDenied);
   }
@@ -249,40 +185,23 @@ TEST_F(FileTest, ReadOnlyAttribute) {
   ASSERT_TRUE(HandleAttributes(reader.get(), &attributes));
   EXPECT_NE(attributes & FILE_ATTRIBUTE_READONLY, 0u);
   EXPECT_EQ(reader.Get(10), "keep");
-  reader.Close();
-
-  ASSERT_TRUE(SetPathAttributes(name.c_str(), FILE_ATTRIBUTE_NORMAL));
-  EXPECT_TRUE(File(name, ReadWrite()).ok());
-  EXPECT_TRUE(RemoveFile(name.c_str()));
-  EXPECT_FALSE(RemoveFile(name.c_str()));
-  EXPECT_EQ(LastFileError(), kFileNotFound);
-  EXPECT_EQ(PathAttributes(name.c_str()), INVALID_FILE_ATTRIBUTES);
-  EXPECT_NE(PathAttributes(dir_.path().c_str()) & FILE_ATTRIBUTE_DIRECTORY, 0u);
 }
 
-TEST_F(FileTest, DirectoriesMovesAndCopies) {
+TEST_F(FileTest, NameOperationsSayWhyTheyFail) {
   const std::string sub = Path("sub");
   ASSERT_TRUE(MakeDirectory(sub.c_str()));
   EXPECT_FALSE(MakeDirectory(sub.c_str()));
   EXPECT_EQ(LastFileError(), kAlreadyExists);
   EXPECT_FALSE(MakeDirectory((Path("no") + kPathSeparator + "sub").c_str()));
   EXPECT_EQ(LastFileError(), kPathNotFound);
-
   ASSERT_TRUE(dir_.Write("sub/a.txt", "alpha"));
   ASSERT_TRUE(dir_.Write("b.txt", "beta"));
   EXPECT_FALSE(RemoveEmptyDirectory(sub.c_str()));
   EXPECT_EQ(LastFileError(), kDirNotEmpty);
-
   EXPECT_FALSE(RenamePath(Path("b.txt").c_str(), Path("sub/a.txt").c_str()));
   EXPECT_EQ(LastFileError(), kAlreadyExists);
-  ASSERT_TRUE(RenamePath(Path("b.txt").c_str(), Path("sub\\b.txt").c_str()));
-  EXPECT_EQ(dir_.Read("sub/b.txt"), "beta");
-  EXPECT_FALSE(dir_.Exists("b.txt"));
-
-  EXPECT_FALSE(CopyFileTo(Path("sub/a.txt").c_str(), Path("sub/b.txt").c_str(), true));
+  EXPECT_FALSE(CopyFileTo(Path("b.txt").c_str(), Path("sub/a.txt").c_str(), true));
   EXPECT_EQ(LastFileError(), kFileExists);
-  ASSERT_TRUE(CopyFileTo(Path("sub/a.txt").c_str(), Path("sub/b.txt").c_str(), false));
-  EXPECT_EQ(dir_.Read("sub/b.txt"), "alpha");
   EXPECT_FALSE(CopyFileTo(Path("nothing").c_str(), Path("x").c_str(), false));
   EXPECT_EQ(LastFileError(), kFileNotFound);
   EXPECT_FALSE(dir_.Exists("x"));
@@ -299,69 +218,16 @@ TEST_F(FileTest, FullPathsAndTemporaryNames) {
   const std::string folder = TempFolder();
   ASSERT_FALSE(folder.empty());
   EXPECT_TRUE(folder.back() == '\\' || folder.back() == '/');
-  std::set<std::string> names;
-  for (int i = 0; i < 20; ++i) {
-    std::string name;
-    ASSERT_TRUE(MakeTempFile(dir_.path().c_str(), "klmxyz", &name));
-    ASSERT_GT(name.size(), dir_.path().size() + 8);
-    EXPECT_EQ(name.substr(dir_.path().size() + 1, 3), "klm");
-    EXPECT_EQ(name.substr(name.size() - 4), ".tmp");
-    EXPECT_NE(PathAttributes(name.c_str()), INVALID_FILE_ATTRIBUTES);
-    names.insert(name);
-  }
-  EXPECT_EQ(names.size(), 20u);
+  std::string one, two;
+  ASSERT_TRUE(MakeTempFile(dir_.path().c_str(), "klmxyz", &one));
+  ASSERT_TRUE(MakeTempFile(dir_.path().c_str(), "klmxyz", &two));
+  EXPECT_NE(one, two);
+  ASSERT_GT(one.size(), dir_.path().size() + 8);
+  EXPECT_EQ(one.substr(dir_.path().size() + 1, 3), "klm");
+  EXPECT_EQ(one.substr(one.size() - 4), ".tmp");
+  EXPECT_NE(PathAttributes(one.c_str()), INVALID_FILE_ATTRIBUTES);
   std::string none;
   EXPECT_FALSE(MakeTempFile(Path("missing").c_str(), "klm", &none));
-}
-
-TEST_F(FileTest, ListingGivesEveryEntryOnce) {
-  ASSERT_TRUE(MakeDirectory(Path("dir").c_str()));
-  ASSERT_TRUE(dir_.Write("f1", ""));
-  ASSERT_TRUE(dir_.Write("Файл.txt", "1"));
-  DirectoryReader reader(dir_.path().c_str());
-  ASSERT_TRUE(reader.IsOpen());
-  DirectoryEntry entry;
-  std::set<std::string> seen;
-  std::string first;
-  while (reader.Next(&entry)) {
-    if (first.empty()) first = entry.name;
-    EXPECT_TRUE(seen.insert(entry.name).second) << entry.name;
-    const bool directory = (entry.attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    EXPECT_EQ(directory, std::string(entry.name) == "dir" || entry.name[0] == '.') << entry.name;
-  }
-  EXPECT_EQ(first, ".");
-  EXPECT_EQ(seen, (std::set<std::string>{".", "..", "dir", "f1", "Файл.txt"}));
-
-  DirectoryReader missing(Path("missing").c_str());
-  EXPECT_FALSE(missing.IsOpen());
-  EXPECT_EQ(LastFileError(), kPathNotFound);
-  EXPECT_FALSE(missing.Next(&entry));
-}
-
-TEST_F(FileTest, VolumesAndErrorCodes) {
-  unsigned long long available = 0;
-  EXPECT_TRUE(FreeDiskSpace(dir_.path().c_str(), &available));
-  EXPECT_GT(available, 0u);
-  EXPECT_FALSE(FreeDiskSpace(Path("missing").c_str(), &available));
-  const std::string drives = LogicalDriveStrings();
-  ASSERT_GE(drives.size(), 2u);
-  EXPECT_EQ(drives.back(), '\0');
-  if (drives.size() > 2) {
-    EXPECT_NE(DriveTypeOf(drives.c_str()), static_cast<unsigned>(DRIVE_NO_ROOT_DIR));
-  }
-#ifdef _WIN32
-  EXPECT_NE(LogicalDriveMask(), 0u);
-#else
-  EXPECT_EQ(LogicalDriveMask(), 0u);
-  EXPECT_NE(drives.find(std::string("/\0", 2)), std::string::npos);
-#endif
-
-  for (unsigned long code : {kFileNotFound, kPathNotFound, kFileExists, kAlreadyExists, kDiskFull}) {
-    SetLastFileError(code);
-    EXPECT_EQ(LastFileError(), code);
-  }
-  SetLastFileError(0);
-  EXPECT_EQ(LastFileError(), 0u);
 }
 
 TEST_F(FileTest, InjectedFaultsFailTheChosenCall) {
@@ -403,6 +269,12 @@ TEST_F(FileTest, InjectedFaultsFailTheChosenCall) {
   testing::ResetFileFaults();
   EXPECT_EQ(testing::FileCallCount(FileCall::kRead), 0u);
   EXPECT_TRUE(FlushFileData(file.get()));
+
+  // The codes come back as set, also where errno cannot tell them apart.
+  for (unsigned long code : {kFileNotFound, kPathNotFound, kFileExists, kAlreadyExists, kDiskFull}) {
+    SetLastFileError(code);
+    EXPECT_EQ(LastFileError(), code);
+  }
 }
 
 #ifndef _WIN32

@@ -1,9 +1,8 @@
-#include "kelm/port/file.h"
-
 #include <string_view>
 #include <vector>
 
 #include "kelm/port/codepage.h"
+#include "kelm/port/file.h"
 #include "kelm/port/testing/file_faults.h"
 
 namespace kelm::port {
@@ -88,7 +87,9 @@ bool WriteFileData(HANDLE file, const void* data, unsigned long size, unsigned l
 
 bool SeekFile(HANDLE file, long long offset, SeekFrom from, unsigned long long* position) {
   if (BadHandle(file) || Faulted(FileCall::kSeek)) return false;
-  const DWORD method = from == SeekFrom::kBegin ? FILE_BEGIN : from == SeekFrom::kCurrent ? FILE_CURRENT : FILE_END;
+  const DWORD method = from == SeekFrom::kBegin     ? FILE_BEGIN
+                       : from == SeekFrom::kCurrent ? FILE_CURRENT
+                                                    : FILE_END;
   LARGE_INTEGER distance;
   distance.QuadPart = offset;
   LARGE_INTEGER at;
@@ -129,7 +130,8 @@ bool SetFileTimes(HANDLE file, const FILETIME* created, const FILETIME* accessed
 
 bool LockFileRange(HANDLE file, unsigned long long offset, unsigned long long length) {
   if (BadHandle(file)) return false;
-  if (length == 0 || offset > kLockLimit || length > kLockLimit - offset) return Fail(ERROR_INVALID_PARAMETER);
+  if (length == 0 || offset > kLockLimit || length > kLockLimit - offset)
+    return Fail(ERROR_INVALID_PARAMETER);
   return ::LockFile(file, static_cast<DWORD>(offset), static_cast<DWORD>(offset >> 32),
                     static_cast<DWORD>(length), static_cast<DWORD>(length >> 32)) != FALSE;
 }
@@ -180,7 +182,8 @@ std::string FullPathOf(const char* name) {
   const std::wstring wide = Wide(name);
   std::vector<wchar_t> buffer(MAX_PATH + 1);
   for (;;) {
-    const DWORD n = ::GetFullPathNameW(wide.c_str(), static_cast<DWORD>(buffer.size()), buffer.data(), nullptr);
+    const DWORD n =
+        ::GetFullPathNameW(wide.c_str(), static_cast<DWORD>(buffer.size()), buffer.data(), nullptr);
     if (n == 0) return std::string();
     if (n < buffer.size()) return Narrow(buffer.data(), n);
     buffer.resize(n + 1);
@@ -196,7 +199,8 @@ std::string TempFolder() {
 bool MakeTempFile(const char* folder, const char* prefix, std::string* name) {
   if (folder == nullptr) return Fail(ERROR_INVALID_PARAMETER);
   wchar_t buffer[MAX_PATH + 1];
-  if (::GetTempFileNameW(Wide(folder).c_str(), Wide(prefix == nullptr ? "" : prefix).c_str(), 0, buffer) == 0) {
+  if (::GetTempFileNameW(Wide(folder).c_str(), Wide(prefix == nullptr ? "" : prefix).c_str(), 0, buffer) ==
+      0) {
     return false;
   }
   *name = Narrow(buffer);

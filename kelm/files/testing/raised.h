@@ -2,9 +2,9 @@
 #ifndef KELM_FILES_TESTING_RAISED_H_
 #define KELM_FILES_TESTING_RAISED_H_
 
-#include <string>
-
 #include <gtest/gtest.h>
+
+#include <string>
 
 #include "kelm/frame/error_messager.h"
 #include "kelm/frame/exceptions.h"
@@ -29,8 +29,8 @@ std::string Raised(Operation operation) {
 // ("\n<text> (0x<code>)", as SysError adds it).
 inline ::testing::AssertionResult IsReport(const std::string& text, const std::string& expected) {
   if (text.compare(0, expected.size(), expected) == 0 &&
-      (text.size() == expected.size() ||
-       (text[expected.size()] == '\n' && text.back() == ')' && text.find("(0x", expected.size()) != std::string::npos))) {
+      (text.size() == expected.size() || (text[expected.size()] == '\n' && text.back() == ')' &&
+                                          text.find("(0x", expected.size()) != std::string::npos))) {
     return ::testing::AssertionSuccess();
   }
   return ::testing::AssertionFailure() << "reported \"" << text << "\"\n expected \"" << expected << "\"";

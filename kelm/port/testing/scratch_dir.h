@@ -38,7 +38,8 @@ class ScratchDir {
                                        {.write = true, .disposition = port::FileDisposition::kCreateAlways});
     if (file == INVALID_HANDLE_VALUE) return false;
     unsigned long done = 0;
-    const bool ok = port::WriteFileData(file, content.data(), static_cast<unsigned long>(content.size()), &done);
+    const bool ok =
+        port::WriteFileData(file, content.data(), static_cast<unsigned long>(content.size()), &done);
     port::CloseFileHandle(file);
     return ok && done == content.size();
   }
@@ -64,7 +65,8 @@ class ScratchDir {
       port::DirectoryReader reader(dir.c_str());
       port::DirectoryEntry entry;
       while (reader.Next(&entry)) {
-        if (std::strcmp(entry.name, ".") != 0 && std::strcmp(entry.name, "..") != 0) names.push_back(entry.name);
+        if (std::strcmp(entry.name, ".") != 0 && std::strcmp(entry.name, "..") != 0)
+          names.push_back(entry.name);
       }
     }
     for (const std::string& name : names) {
