@@ -15,7 +15,7 @@ namespace {
 using kelm::ObjectMember;
 using kelm::Variant;
 
-constexpr int kMaxDepth = 6;
+constexpr int kMaxDepth = 4;
 
 struct Builder {
   FuzzedDataProvider& in;
@@ -23,7 +23,7 @@ struct Builder {
   bool hasNaN = false;
 
   Variant Make(int depth) {
-    if (++nodes > 40 || in.remaining_bytes() == 0) return Variant();
+    if (++nodes > 24 || in.remaining_bytes() == 0) return Variant();
     switch (in.ConsumeIntegralInRange(0, 9)) {
       case 0: {
         std::vector<ObjectMember> members;
