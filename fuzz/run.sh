@@ -19,12 +19,14 @@ for target in "$@"; do
   log=$build/logs/$target.log
   dict=
   [ -f "$here/$target.dict" ] && dict=-dict=$here/$target.dict
+  seeds=
+  [ -d "$here/corpus/$target" ] && seeds=$here/corpus/$target
   mkdir -p "$build/corpus/$target"
   # -timeout: a single input running for 10 s counts as a hang.
   # shellcheck disable=SC2086
   "$build/bin/$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$build/artifacts/$target-" $dict ${FUZZ_FLAGS:-} \
-    "$build/corpus/$target" "$here/corpus/$target" >"$log" 2>&1
+    "$build/corpus/$target" $seeds >"$log" 2>&1
   status=$?
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
   if [ $status -eq 0 ]; then
