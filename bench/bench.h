@@ -3,6 +3,7 @@
 #define KELM_BENCH_BENCH_H_
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdio>
 
@@ -17,6 +18,19 @@ double BestSeconds(int runs, F&& f) {
     f();
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     best = std::min(best, took.count());
+  }
+  return best;
+}
+
+// The best wall time of each of `fs`, timed in turns for `rounds` rounds, so
+// that a machine busy with other work slows them alike.
+template <class... F>
+std::array<double, sizeof...(F)> BestInTurns(int rounds, F&&... fs) {
+  std::array<double, sizeof...(F)> best;
+  best.fill(1e300);
+  for (int round = 0; round < rounds; ++round) {
+    std::size_t i = 0;
+    ((best[i] = std::min(best[i], BestSeconds(1, fs)), ++i), ...);
   }
   return best;
 }

@@ -49,8 +49,8 @@ long long ChronoRoundTrips() {
 int main() {
   long long kelm_sum = 0;
   long long chrono_sum = 0;
-  const double kelm_s = kelm::bench::BestSeconds(5, [&] { kelm_sum = KelmRoundTrips(); });
-  const double chrono_s = kelm::bench::BestSeconds(5, [&] { chrono_sum = ChronoRoundTrips(); });
+  const auto [kelm_s, chrono_s] = kelm::bench::BestInTurns(
+      5, [&] { kelm_sum = KelmRoundTrips(); }, [&] { chrono_sum = ChronoRoundTrips(); });
   kelm::bench::KeepAlive(kelm_sum);
   kelm::bench::KeepAlive(chrono_sum);
   if (kelm_sum != chrono_sum) {

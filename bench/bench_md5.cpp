@@ -91,19 +91,21 @@ int main() {
   }
   unsigned char mine[16];
   unsigned char theirs[16];
-  const double library = kelm::bench::BestSeconds(3, [&] {
-    MD5_CTX context;
-    MD5Init(&context);
-    MD5Update(&context, data.data(), static_cast<unsigned>(kSize));
-    MD5Final(mine, &context);
-  });
   ReferenceMd5 reference;
-  const double baseline = kelm::bench::BestSeconds(3, [&] { reference.Digest(data.data(), kSize, theirs); });
   unsigned char openssl[16];
-  const double openssl_s = kelm::bench::BestSeconds(3, [&] {
-    unsigned int length = 0;
-    EVP_Digest(data.data(), kSize, openssl, &length, EVP_md5(), nullptr);
-  });
+  const auto [library, baseline, openssl_s] = kelm::bench::BestInTurns(
+      3,
+      [&] {
+        MD5_CTX context;
+        MD5Init(&context);
+        MD5Update(&context, data.data(), static_cast<unsigned>(kSize));
+        MD5Final(mine, &context);
+      },
+      [&] { reference.Digest(data.data(), kSize, theirs); },
+      [&] {
+        unsigned int length = 0;
+        EVP_Digest(data.data(), kSize, openssl, &length, EVP_md5(), nullptr);
+      });
   if (std::memcmp(mine, theirs, 16) != 0 || std::memcmp(mine, openssl, 16) != 0) {
     std::printf("MISMATCH between the library and a baseline\n");
     return 1;
