@@ -213,11 +213,30 @@ bool Array::Get(void* out, int i) const {
 
 int Array::Repl(const void* item, int i) {
   if (i < 0 || i >= count) return -1;
-  std::memcpy(Item(i), item, itemSize);
+  std::memmove(Item(i), item, itemSize);
   return i;
 }
 
+bool Array::InBlock(const void* p) const {
+  // Compared as integers: pointers into different blocks have no order.
+  const auto at = reinterpret_cast<std::uintptr_t>(p);
+  const auto begin = reinterpret_cast<std::uintptr_t>(buffer);
+  // After SetBuf the block may hold more items than the recorded capacity.
+  const std::uintptr_t items = static_cast<std::uintptr_t>(count > maxCount ? count : maxCount);
+  return buffer != nullptr && at >= begin && at < begin + items * itemSize;
+}
+
+std::unique_ptr<unsigned char[]> Array::CopyIfInBlock(const void*& item) const {
+  if (!InBlock(item)) return nullptr;
+  auto copy = std::make_unique<unsigned char[]>(itemSize);
+  std::memcpy(copy.get(), item, itemSize);
+  item = copy.get();
+  return copy;
+}
+
 int Array::Ins(const void* item, int pos) {
+  // An item of this array's own would move with the growth or the shift.
+  const auto copy = CopyIfInBlock(item);
   Check(1);
   if (pos < 0 || pos > count) pos = count;
   if (pos < count) {
@@ -230,8 +249,11 @@ int Array::Ins(const void* item, int pos) {
 
 bool Array::InsArray(const void* items, int n) {
   if (n < 1) return true;
+  // Items of this array's own are found again in the grown block.
+  const long long offset = InBlock(items) ? static_cast<const unsigned char*>(items) - buffer : -1;
   Check(n);
-  std::memcpy(Item(count), items, static_cast<size_t>(n) * itemSize);
+  if (offset >= 0) items = buffer + offset;
+  std::memmove(Item(count), items, static_cast<size_t>(n) * itemSize);
   count += n;
   return true;
 }
@@ -269,7 +291,9 @@ bool Array::Fill(char c, int n) {
 
 void Array::SetBuf(const void* items, int n) {
   if (n < 0) n = 0;
+  const long long offset = InBlock(items) ? static_cast<const unsigned char*>(items) - buffer : -1;
   if (n > maxCount) Reallocate(n);
+  if (offset >= 0) items = buffer + offset;
   if (n > 0) std::memmove(buffer, items, static_cast<size_t>(n) * itemSize);
   count = n;
 }
@@ -548,11 +572,10 @@ int SortArray::Ins(const void*, int) { return -1; }
 int SortArray::Repl(const void* item, int i) {
   if ((options & saUNSORTED) != 0) return Array::Repl(item, i);
   if (i < 0 || i >= Count()) return -1;
-  // `item` may point into the array itself: keep a copy before the removal.
-  std::unique_ptr<unsigned char[]> copy(new unsigned char[ItemSize()]);
-  std::memcpy(copy.get(), item, ItemSize());
+  // `item` may be one of the items that the removal moves.
+  const auto copy = CopyIfInBlock(item);
   Remove(i);
-  return Ins(copy.get());
+  return Ins(item);
 }
 
 void SortArray::Shrink(int newItemSize) {

@@ -8,6 +8,7 @@
 #define KELM_CONTAINERS_ARRAY_H_
 
 #include <cstdint>
+#include <memory>
 #include <type_traits>
 
 class Stream;
@@ -86,6 +87,11 @@ class Array {
   // Takes every item as `newItemSize` bytes (the caller has moved them) and
   // resizes the block for the capacity.
   void SetItemSize(int newItemSize);
+  // Whether `p` points into this array's block.
+  bool InBlock(const void* p) const;
+  // When `item` lies in the block, where growth or a shift may move it,
+  // points it at a copy that the result owns; null otherwise.
+  std::unique_ptr<unsigned char[]> CopyIfInBlock(const void*& item) const;
 
  private:
   // Resizes the block to `items` items; on failure the old block stays and

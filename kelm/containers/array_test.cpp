@@ -67,6 +67,25 @@ TEST(ArrayTest, PositionsOutsideTheArrayAppend) {
   EXPECT_EQ(a.GetLong(2), 20);
 }
 
+TEST(ArrayTest, ItemsOfTheArrayItselfSurviveGrowth) {
+  // Full arrays, so that every insertion moves the block.
+  Array a(8, 10);
+  for (char c = 'a'; c < 'k'; ++c) a.Ins(std::string(8, c).data());
+  a.Ins(a[0], 0);
+  EXPECT_EQ(std::string(static_cast<char*>(a[1]), 8), "aaaaaaaa");
+  EXPECT_EQ(std::string(static_cast<char*>(a[0]), 8), "aaaaaaaa");
+  ArrLong b(4);
+  for (Long32 v : {1, 2, 3, 4}) b.Ins(&v);
+  b.InsArray(b.GetBuf(), 4);
+  EXPECT_EQ(Longs(b), (std::vector<std::int32_t>{1, 2, 3, 4, 1, 2, 3, 4}));
+
+  SortArray sorted(4, 4, saLONG | saDUPLICATE, 3);
+  for (std::int32_t v : {1, 3, 5}) sorted.Ins(&v);
+  EXPECT_EQ(sorted.Ins(sorted[2]), 2);
+  EXPECT_EQ(sorted.Ins(sorted[0]), 0);
+  EXPECT_EQ(Longs(sorted), (std::vector<std::int32_t>{1, 1, 3, 5, 5}));
+}
+
 TEST(ArrayTest, RemoveMoveGetReplAtTheEdges) {
   Arr<short> a(0);
   for (short v : {1, 2, 3, 4, 5}) a << v;

@@ -169,7 +169,7 @@ TimeStamp TimeStamp::operator+(long long packed_delta) const {
 }
 
 void TimeStamp::DayTime() {
-  if (IsEmpty() || time_.IsEmpty()) return;
+  if (time_.IsEmpty()) return;  // the empty stamp too
   const long seconds = time_;
   date_ = Date(static_cast<std::int32_t>(static_cast<long long>(static_cast<long>(date_)) + seconds / kSecondsPerDay));
   time_ = Time(static_cast<long>(seconds % kSecondsPerDay));
@@ -177,10 +177,12 @@ void TimeStamp::DayTime() {
 
 long long TimeStamp::Pvsw() const {
   if (IsEmpty()) return 0;
-  const long long days = static_cast<long>(date_) + kDaysFromYearOne;
+  // Unsigned, so that far dates wrap instead of overflowing.
+  using U = std::uint64_t;
+  const U days = static_cast<U>(static_cast<long>(date_)) + kDaysFromYearOne;
   // The stored time is UTC+3: Bias() minutes away from UTC.
-  const long long minutes = (days * 24 + Hour()) * 60 + Minute() + Bias();
-  return (minutes * 60 + Second()) * static_cast<long long>(kTicksPerSecond);
+  const U minutes = (days * 24 + static_cast<U>(Hour())) * 60 + static_cast<U>(Minute()) + static_cast<U>(Bias());
+  return static_cast<long long>((minutes * 60 + static_cast<U>(Second())) * kTicksPerSecond);
 }
 
 struct _FILETIME TimeStamp::FileTime() const {

@@ -201,6 +201,26 @@ TEST(TimeStampForms, TickFormWithTheThreeHourShift) {
   ExpectStamp(small, 1, 1, 1, 3, 0, 0);
 }
 
+TEST(TimeStampForms, OnlyBothFieldsAtMinus32768MakeTheEmptyStamp) {
+  // Date -32768 at midnight is 15 April 1867, a moment like any other.
+  const TimeStamp first(Date(Date::kEmpty), Time(0L));
+  EXPECT_FALSE(first.IsEmpty());
+  char buf[64];
+  EXPECT_STREQ(first.ToString(buf, nullptr), "15.04.1867 00:00:00");
+  EXPECT_EQ(first.Pvsw(), ((-32768LL + 714414) * 86400 - 3 * 3600) * 10000000);
+  TimeStamp late(Date(Date::kEmpty), Time(90000L));
+  late.DayTime();
+  EXPECT_EQ(late.GetDate(), -32767);
+  EXPECT_EQ(late.GetTime(), 3600);
+
+  // The tick form of the farthest dates wraps; a day is still a day apart.
+  for (const long date : {0x7FFFFFFFL, -0x7FFFFFFFL}) {
+    const auto later = static_cast<std::uint64_t>(TimeStamp(Date(date), Time(0L)).Pvsw());
+    const auto earlier = static_cast<std::uint64_t>(TimeStamp(Date(date - 1), Time(0L)).Pvsw());
+    EXPECT_EQ(later - earlier, 864000000000ULL);
+  }
+}
+
 TEST(TimeStampForms, FileTimeWithoutZoneShift) {
   EXPECT_EQ(Ticks(TimeStamp(1970, 1, 1, 0, 0, 0).FileTime()), 116444736000000000ULL);
   EXPECT_EQ(Ticks(TimeStamp(2013, 3, 5, 10, 20, 30).FileTime()), 130069524300000000ULL);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 
 #include "kelm/frame/errors.h"
 #include "kelm/port/format.h"
@@ -257,6 +258,19 @@ Stream& operator<<(Stream& dst, Stream& src) {
 Stream& operator>>(Stream& src, Stream& dst) {
   dst << src;
   return src;
+}
+
+PosRestorer::PosRestorer(Stream& s) : stream_(s), pos_(s.CurPos()), uncaught_(std::uncaught_exceptions()) {}
+
+PosRestorer::~PosRestorer() noexcept(false) {
+  if (std::uncaught_exceptions() <= uncaught_) {
+    stream_.Seek(pos_);
+    return;
+  }
+  try {
+    stream_.Seek(pos_);
+  } catch (...) {  // the error that unwinds this scope is the one to report
+  }
 }
 
 namespace {

@@ -189,17 +189,20 @@ inline Stream& operator>>(Stream& s, double& v) { return kelm::internal::Get<dou
 Stream& operator>>(Stream& s, char* v);
 Stream& operator>>(Stream& s, std::string& v);
 
-// Puts the stream back at its present position when it leaves scope.
+// Puts the stream back at its present position when it leaves scope. A
+// failing seek raises its error, except while another exception unwinds the
+// scope: then it is dropped, since a second one would end the program.
 class PosRestorer {
  public:
-  explicit PosRestorer(Stream& s) : stream_(s), pos_(s.CurPos()) {}
+  explicit PosRestorer(Stream& s);
   PosRestorer(const PosRestorer&) = delete;
   PosRestorer& operator=(const PosRestorer&) = delete;
-  ~PosRestorer() noexcept(false) { stream_.Seek(pos_); }
+  ~PosRestorer() noexcept(false);
 
  private:
   Stream& stream_;
   unsigned long pos_;
+  int uncaught_;  // exceptions in flight when the position was saved
 };
 
 #endif  // KELM_STREAMS_STREAM_H_

@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "kelm/frame/exceptions.h"
+#include "kelm/frame/errors.h"
 #include "kelm/streams/mem_stream.h"
+#include "kelm/streams/stream_hash.h"
 #include "kelm/streams/testing/paged_stream.h"
 
 namespace {
@@ -183,6 +185,33 @@ TEST(MemStreamTest, GrowsByDoubling) {
   zero << 1L;
   EXPECT_EQ(zero.BufSize(), 8u);
   EXPECT_EQ(Bytes(zero), std::string("\x01\0\0\0", 4));
+
+  // Bytes taken from the block that the growth replaces.
+  MemStream self(4);
+  self.Write("abcd", 4);
+  self.Write(self.GetBuf() - self.CurPos(), 4);
+  EXPECT_EQ(Bytes(self), "abcdabcd");
+}
+
+// A derived stream hears of every write, small or growing.
+class ChangeCountingStream : public MemStream {
+ public:
+  using MemStream::MemStream;
+  void SetChanged() override {
+    ++changes_;
+    MemStream::SetChanged();
+  }
+  int changes_ = 0;
+};
+
+TEST(MemStreamTest, EveryWriteGoesThroughSetChanged) {
+  ChangeCountingStream s(8);
+  s.Write("ab", 2);
+  EXPECT_EQ(s.changes_, 1);
+  s.Write("0123456789", 10);
+  EXPECT_EQ(s.changes_, 2);
+  s << 5L;
+  EXPECT_EQ(s.changes_, 3);
 }
 
 TEST(MemStreamTest, OverwriteInTheMiddleKeepsTheSize) {
@@ -428,6 +457,42 @@ TEST(PagedStreamTest, LinesSearchAndComparisonAcrossPages) {
   copy.Seek(0);
   copy >> back;  // the rest: everything once more
   EXPECT_EQ(back.Content(), content.substr(0, 25) + content);
+}
+
+// A paged stream whose storage fails for good after `updates_left_` more
+// moves of its view, as a file that goes away does.
+class FailingStream : public PagedStream {
+ public:
+  using PagedStream::PagedStream;
+  int Update(unsigned long pos, UpdateType type) override {
+    if (updates_left_ == 0) Error(288UL);
+    --updates_left_;
+    return PagedStream::Update(pos, type);
+  }
+  int updates_left_ = -1;  // -1: never fails
+};
+
+TEST(PosRestorerTest, ARestoreThatFailsDuringAnErrorIsDropped) {
+  // Each error strikes away from the saved page, so restoring fails too.
+  FailingStream s(4, "0123456789");
+  FailingStream other(4, "0123456789");
+  s.Seek(9);
+  s.updates_left_ = 2;
+  ExpectError288([&] { s.Compare(other); });
+  s.updates_left_ = -1;
+  s.Seek(9);
+  s.updates_left_ = 1;
+  StreamHash hash;
+  ExpectError288([&] { hash.CalcHash(s, 0); });
+
+  // With no error in flight the restore's own error is raised.
+  s.updates_left_ = -1;
+  s.Seek(9);
+  ExpectError288([&] {
+    PosRestorer keep(s);
+    s.Seek(0);
+    s.updates_left_ = 0;
+  });
 }
 
 }  // namespace

@@ -326,9 +326,8 @@ bool Mask::NextPart(const MaskItem& item, char*& capture) {
     if (!matched) return false;
     NextChar(capture);
     ++count;
-    if (item.maxCount != -1 && static_cast<unsigned short>(count) == static_cast<unsigned short>(item.maxCount)) {
-      return true;
-    }
+    // An unbounded run (-1) stops at 65535 characters too.
+    if (static_cast<unsigned short>(count) == static_cast<unsigned short>(item.maxCount)) return true;
   }
 }
 

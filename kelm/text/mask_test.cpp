@@ -59,6 +59,10 @@ TEST(MaskTest, RunsClassesAndCounts) {
   EXPECT_EQ(ErrorOf("[x-]+", "x"),
             "Не хватает закрывающей квадратной скобки в маске для функции \"РазбитьПоМаске()\"!");
   EXPECT_TRUE(Parse("[x-]]+", "xy\xFF").ok);
+  // "*" and "+" count in 16 bits: a run stops at 65535 characters.
+  const std::string digits(70000, '7');
+  EXPECT_EQ(Parse("ц*", digits.c_str()).pos, 65535);
+  EXPECT_EQ(Parse("ц+", digits.c_str()).pos, 65535);
 }
 
 TEST(MaskTest, CaptureAndLookAhead) {

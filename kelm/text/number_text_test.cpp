@@ -46,6 +46,9 @@ TEST(DbltoaTest, SignificanceIsTruncated) {
   EXPECT_EQ(Dbl(1234.5678, 4, 6), "1234.5700");  // re-converted with 2 decimals, then padded
   EXPECT_EQ(Dbl(987654.321, 9, 4), "987600");
   EXPECT_EQ(Dbl(0.0123456, 9, 3), "0.0123");
+  // No significant digit at all: every digit is zeroed, the magnitude kept.
+  EXPECT_EQ(Dbl(123.45, 2, 0), "000.00");
+  EXPECT_EQ(Dbl(-123.45, 2, -3), "-000.00");
 }
 
 TEST(DbltoaTest, TooLargeValues) {

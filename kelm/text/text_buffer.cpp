@@ -1,6 +1,7 @@
 #include "kelm/text/text_buffer.h"
 
 #include <cstdarg>
+#include <cstdint>
 #include <cstring>
 
 #include "kelm/port/format.h"
@@ -67,8 +68,19 @@ void TextBuffer<N>::Set(const char* s, int n) {
 }
 
 template <int N>
+const char* TextBuffer<N>::Detach(const char* s, char (&spare)[N + 1]) const {
+  const auto at = reinterpret_cast<std::uintptr_t>(s);
+  const auto begin = reinterpret_cast<std::uintptr_t>(text_);
+  if (at < begin || at > begin + N) return s;
+  std::strcpy(spare, s);
+  return spare;
+}
+
+template <int N>
 void TextBuffer<N>::Cat(const char* s) {
   if (s == nullptr) return;
+  char spare[N + 1];
+  s = Detach(s, spare);
   const int len = Len();
   if (len < N) BoundedCopy(text_ + len, s, N - len);
 }
@@ -119,6 +131,8 @@ int TextBuffer<N>::CatF(const char* format, ...) {
 template <int N>
 void TextBuffer<N>::Ins(const char* s, int pos) {
   if (s == nullptr) return;
+  char spare[N + 1];
+  s = Detach(s, spare);
   if (pos < 0) pos = 0;
   const int len = Len();
   if (pos >= len) {

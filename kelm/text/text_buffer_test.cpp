@@ -95,6 +95,14 @@ TEST(TextBufferTest, InsertAndDelete) {
   EXPECT_EQ(t.Len(), 261);
   EXPECT_EQ(std::string(t.C_str() + 248), "aa0123456789a");
 
+  // Texts from the buffer itself, which the insertion moves.
+  t = "abcdef";
+  t.Ins(t.C_str() + 2, 1);
+  EXPECT_EQ(t, "acdefbcdef");
+  t = "abc";
+  t.Ins(t.C_str(), 3);
+  EXPECT_EQ(t, "abcabc");
+
   t = "a-b--c";
   t.Del('-');
   EXPECT_EQ(t, "abc");

@@ -12,12 +12,7 @@ FuncList::~FuncList() { ClearRegistration(); }
 bool FuncList::Insert(const char* name, const char* signature, IFuncRegistrator* registrator, bool alias) {
   if (name == nullptr || *name == '\0' || signature == nullptr || registrator == nullptr) return false;
   std::unique_lock lock(mMutex);
-  const auto [entry, inserted] = mFunctions.try_emplace(std::string(name) + signature, Entry{registrator, alias});
-  if (!inserted && !alias) {
-    bool held = false;
-    for (const auto& [key, other] : mFunctions) held = held || other.registrator == registrator;
-    if (!held) delete registrator;
-  }
+  mFunctions.try_emplace(std::string(name) + signature, Entry{registrator, alias});
   mNames.try_emplace(name, true);
   return true;
 }

@@ -46,9 +46,8 @@ class FuncList {
   // registrator; an alias only refers to the registrator of another entry.
   // False, with nothing stored and the registrator left to the caller, for a
   // null or empty name, a null signature or a null registrator. An entry
-  // with the same key is kept and the result is still true; a non-alias
-  // registrator that no entry holds is then deleted at once, since the
-  // caller has handed it over.
+  // with the same key is kept and the result is still true; the registrator
+  // that was not stored stays the caller's, untouched.
   bool Insert(const char* name, const char* signature, IFuncRegistrator* registrator, bool alias);
 
   // The registrator for a call with these parameters; throws
