@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "kelm/datetime/internal/mask_values.h"
 #include "kelm/datetime/mask_text.h"
 #include "kelm/port/clock.h"
 
@@ -123,36 +124,20 @@ void TimeStamp::FromSeconds(long long seconds) {
   time_ = Time(static_cast<std::int32_t>(seconds % kSecondsPerDay));
 }
 
-TimeStamp TimeStamp::operator+(int seconds) const {
-  TimeStamp result(*this);
-  result.FromSeconds(ToSeconds() + seconds);
-  return result;
-}
-
-TimeStamp TimeStamp::operator+(long seconds) const {
-  TimeStamp result(*this);
-  result.FromSeconds(ToSeconds() + seconds);
-  return result;
-}
-
-TimeStamp TimeStamp::operator-(int seconds) const {
-  TimeStamp result(*this);
-  result.FromSeconds(ToSeconds() - seconds);
-  return result;
-}
-
-TimeStamp& TimeStamp::operator+=(int seconds) {
+TimeStamp& TimeStamp::AddSeconds(long long seconds) {
   FromSeconds(ToSeconds() + seconds);
   return *this;
 }
 
-TimeStamp& TimeStamp::operator-=(int seconds) {
-  FromSeconds(ToSeconds() - seconds);
-  return *this;
+TimeStamp TimeStamp::operator+(int seconds) const { return TimeStamp(*this).AddSeconds(seconds); }
+TimeStamp TimeStamp::operator+(long seconds) const { return TimeStamp(*this).AddSeconds(seconds); }
+TimeStamp TimeStamp::operator-(int seconds) const {
+  return TimeStamp(*this).AddSeconds(-static_cast<long long>(seconds));
 }
-
-TimeStamp& TimeStamp::operator++() { return *this += 1; }
-TimeStamp& TimeStamp::operator--() { return *this -= 1; }
+TimeStamp& TimeStamp::operator+=(int seconds) { return AddSeconds(seconds); }
+TimeStamp& TimeStamp::operator-=(int seconds) { return AddSeconds(-static_cast<long long>(seconds)); }
+TimeStamp& TimeStamp::operator++() { return AddSeconds(1); }
+TimeStamp& TimeStamp::operator--() { return AddSeconds(-1); }
 
 TimeStamp TimeStamp::operator-(const TimeStamp& other) const {
   TimeStamp result(*this);

@@ -103,6 +103,9 @@ class TimeStamp {
   long Bias() const { return -180; }
 
  private:
+  // The seconds arithmetic of the operators: FromSeconds(ToSeconds() + s).
+  TimeStamp& AddSeconds(long long seconds);
+
   Date date_;
   Time time_;
 };

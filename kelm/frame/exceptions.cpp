@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "kelm/frame/errors.h"
+#include "kelm/frame/internal/error_text.h"
 
 using KelmErrors::internal::FormatCodedText;
 using KelmErrors::internal::FormatCut;

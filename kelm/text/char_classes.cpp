@@ -119,6 +119,13 @@ int StrICmp1251(const char* a, const char* b) {
   }
 }
 
+int StrCmp1251(const char* a, const char* b) {
+  if (a == nullptr) a = "";
+  if (b == nullptr) b = "";
+  while (*a != '\0' && *a == *b) ++a, ++b;
+  return static_cast<int>(Byte(*a)) - static_cast<int>(Byte(*b));
+}
+
 bool IsLetter(char c) {
   const unsigned char lower = ToLower1251(Byte(c));
   return (lower >= 'a' && lower <= 'z') || lower == 0xB8 || lower >= 0xE0;
@@ -240,6 +247,18 @@ char* DelSpaces(char* s) {
   char* end = s + std::strlen(s);
   while (end > s && end[-1] == ' ') --end;
   *end = '\0';
+  return s;
+}
+
+char* TrimSpaceChars(char* s, bool leading) {
+  std::size_t n = std::strlen(s);
+  while (n > 0 && IsSpaceChar(Byte(s[n - 1]))) --n;
+  s[n] = '\0';
+  if (leading) {
+    std::size_t start = 0;
+    while (start < n && IsSpaceChar(Byte(s[start]))) ++start;
+    if (start > 0) std::memmove(s, s + start, n - start + 1);
+  }
   return s;
 }
 

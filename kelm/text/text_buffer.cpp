@@ -13,14 +13,6 @@ static_assert(sizeof(TextBuffer<261>) == 262 && sizeof(TextBuffer<255>) == 256);
 
 namespace {
 
-int Compare(const char* a, const char* b) {
-  if (b == nullptr) b = "";
-  const auto* x = reinterpret_cast<const unsigned char*>(a);
-  const auto* y = reinterpret_cast<const unsigned char*>(b);
-  while (*x != 0 && *x == *y) ++x, ++y;
-  return static_cast<int>(*x) - static_cast<int>(*y);
-}
-
 // Formats into `room` characters at `at`; a result that fills or overflows
 // them is terminated at `end`.
 int FormatInto(char* at, int room, char* end, const char* format, va_list args) {
@@ -159,17 +151,12 @@ void TextBuffer<N>::Del(char c) {
 
 template <int N>
 void TextBuffer<N>::RemoveTailSpaces() {
-  int len = Len();
-  while (len > 0 && IsSpaceChar(static_cast<unsigned char>(text_[len - 1]))) --len;
-  text_[len] = '\0';
+  TrimSpaceChars(text_, false);
 }
 
 template <int N>
 void TextBuffer<N>::RemoveSpaces() {
-  int start = 0;
-  while (text_[start] != '\0' && IsSpaceChar(static_cast<unsigned char>(text_[start]))) ++start;
-  if (start > 0) std::memmove(text_, text_ + start, std::strlen(text_ + start) + 1);
-  RemoveTailSpaces();
+  TrimSpaceChars(text_, true);
 }
 
 template <int N>
@@ -200,23 +187,23 @@ char& TextBuffer<N>::Last() {
 
 template <int N>
 bool TextBuffer<N>::operator==(const char* s) const {
-  return Compare(text_, s) == 0;
+  return StrCmp1251(text_, s) == 0;
 }
 template <int N>
 bool TextBuffer<N>::operator<(const char* s) const {
-  return Compare(text_, s) < 0;
+  return StrCmp1251(text_, s) < 0;
 }
 template <int N>
 bool TextBuffer<N>::operator<=(const char* s) const {
-  return Compare(text_, s) <= 0;
+  return StrCmp1251(text_, s) <= 0;
 }
 template <int N>
 bool TextBuffer<N>::operator>(const char* s) const {
-  return Compare(text_, s) > 0;
+  return StrCmp1251(text_, s) > 0;
 }
 template <int N>
 bool TextBuffer<N>::operator>=(const char* s) const {
-  return Compare(text_, s) >= 0;
+  return StrCmp1251(text_, s) >= 0;
 }
 
 template class TextBuffer<261>;
