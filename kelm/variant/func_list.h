@@ -17,15 +17,15 @@ namespace kelm {
 // unpacks the parameters, calls it and writes the result.
 class IFuncRegistrator {
  public:
-  explicit IFuncRegistrator(void* function) : mFunction(function) {}
+  explicit IFuncRegistrator(void* function) : function_(function) {}
   virtual ~IFuncRegistrator() = default;
 
   virtual void Call(IObjectReader& params, IObjectWriter& result, IContext& context) const = 0;
 
-  void* Function() const { return mFunction; }
+  void* Function() const { return function_; }
 
  private:
-  void* mFunction;
+  void* function_;
 };
 
 // The base of a client's registry. The key of a function is its name
@@ -74,10 +74,10 @@ class FuncList {
     bool alias;
   };
 
-  mutable std::shared_mutex mMutex;
-  std::unordered_map<std::string, Entry> mFunctions;
+  mutable std::shared_mutex mutex_;
+  std::unordered_map<std::string, Entry> functions_;
   // Every name with at least one overload.
-  std::unordered_map<std::string, bool> mNames;
+  std::unordered_map<std::string, bool> names_;
 };
 
 }  // namespace kelm

@@ -31,9 +31,9 @@ class BinaryRegistrator : public IFuncRegistrator {
  public:
   using Fn = long long (*)(long long, long long);
   BinaryRegistrator(Fn fn, int* deletions = nullptr)
-      : IFuncRegistrator(reinterpret_cast<void*>(fn)), mDeletions(deletions) {}
+      : IFuncRegistrator(reinterpret_cast<void*>(fn)), deletions_(deletions) {}
   ~BinaryRegistrator() override {
-    if (mDeletions) ++*mDeletions;
+    if (deletions_) ++*deletions_;
   }
 
   void Call(IObjectReader& params, IObjectWriter& result, IContext&) const override {
@@ -44,7 +44,7 @@ class BinaryRegistrator : public IFuncRegistrator {
   }
 
  private:
-  int* mDeletions;
+  int* deletions_;
 };
 
 long long Sum(long long a, long long b) { return a + b; }
