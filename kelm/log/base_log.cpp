@@ -27,15 +27,15 @@ BaseLog::LocalTime LocalNow() {
 
 }  // namespace
 
-BaseLog::BaseLog(LogStreamBuf* buf) : mCreationTime(LocalNow()), mBuf(buf), mStream(buf) {}
+BaseLog::BaseLog(LogStreamBuf* buf) : creation_time_(LocalNow()), buf_(buf), stream_(buf) {}
 
 BaseLog::~BaseLog() = default;
 
 void BaseLog::flush(std::ostream& out) const {
-  if (mBuf != nullptr) mBuf->flush(out);
+  if (buf_ != nullptr) buf_->flush(out);
 }
 
-BaseBufLog::BaseBufLog() : BaseLog(&mOwnBuf) {}
+BaseBufLog::BaseBufLog() : BaseLog(&ownBuf) {}
 
 BaseBufLog::~BaseBufLog() = default;
 

@@ -22,13 +22,13 @@ class BaseLog {
   virtual ~BaseLog();
 
   // The record's stream: log() << ...
-  std::ostream& operator()() { return mStream; }
+  std::ostream& operator()() { return stream_; }
 
   // False for a null log (one without a buffer), which drops what it is given.
-  bool IsNotNull() const { return mBuf != nullptr; }
+  bool IsNotNull() const { return buf_ != nullptr; }
 
   // Local time, to the microsecond, when the record was constructed.
-  const LocalTime& CreationTime() const { return mCreationTime; }
+  const LocalTime& CreationTime() const { return creation_time_; }
 
  protected:
   // `buf` (not owned) may be null: a null log.
@@ -38,9 +38,9 @@ class BaseLog {
   void flush(std::ostream& out) const;
 
  private:
-  LocalTime mCreationTime;
-  LogStreamBuf* mBuf;
-  std::ostream mStream;
+  LocalTime creation_time_;
+  LogStreamBuf* buf_;
+  std::ostream stream_;
 };
 
 namespace internal {
@@ -48,7 +48,7 @@ namespace internal {
 // Holds the buffer of a BaseBufLog; as the first base it is built before the
 // BaseLog that writes into it and outlives it.
 struct LogBufHolder {
-  LogStreamBuf mOwnBuf;
+  LogStreamBuf ownBuf;
 };
 
 }  // namespace internal
