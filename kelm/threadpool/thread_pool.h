@@ -70,13 +70,13 @@ class ThreadPool {
   static int ThreadProc(ThreadPool* pool);
   Task* PopTask();
 
-  std::vector<std::thread> mThreads;
-  std::deque<Task*> mTasks;
-  mutable std::mutex mTasksMutex;
-  bool mTerminated;
-  mutable std::mutex mTerminatedMutex;
-  ThreadPoolEventHandler* mHandler;
-  std::shared_mutex mStartMutex;
+  std::vector<std::thread> threads_;
+  std::deque<Task*> tasks_;
+  mutable std::mutex tasks_mutex_;
+  bool terminated_;
+  mutable std::mutex terminated_mutex_;
+  ThreadPoolEventHandler* handler_;
+  std::shared_mutex start_mutex_;
 
   // Shared by every pool of the process: posted once per added task, waited
   // on by idle workers. It only wakes workers; a worker woken for another
