@@ -3,6 +3,7 @@
 #   make test   install what is missing, build Linux, Linux ASan+UBSan, Linux TSan,
 #               Windows x86-64 and i686, and run every test (Windows x86-64 under Wine)
 #   make test-win32   run the tests of the i686 build (needs a machine that runs 32-bit code)
+#   make stats  lines of tests against library code, and the include-cycle check
 
 JOBS ?= 2
 BUILD ?= build
@@ -14,7 +15,7 @@ CTEST := ctest --output-on-failure -j $(JOBS) -O ctest.log
 WINE_PREFIX := $(CURDIR)/$(BUILD)/win64/wineprefix
 
 .PHONY: demo test deps deps-linux linux asan tsan win64 win32 \
-        test-linux test-asan test-tsan test-win64 test-win32 test-install bench
+        test-linux test-asan test-tsan test-win64 test-win32 test-install bench stats
 
 deps-linux:
 	@scripts/install-deps.sh linux
@@ -26,7 +27,11 @@ demo: deps-linux linux
 
 test: deps
 	$(MAKE) test-linux test-asan test-tsan test-win64 win32 test-install
+	@scripts/stats.sh
 	@scripts/test-summary.sh $(BUILD)/linux $(BUILD)/asan $(BUILD)/tsan $(BUILD)/win64
+
+stats:
+	@scripts/stats.sh
 
 linux:
 	cmake -S . -B $(BUILD)/linux $(CMAKE_COMMON) >/dev/null
