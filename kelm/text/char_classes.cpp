@@ -107,6 +107,30 @@ constexpr bool UpperTableFollowsQuickRule() {
 }
 static_assert(UpperTableFollowsQuickRule());
 
+// The class table against the rules of char_classes.h: each character has
+// exactly the classes its range gives it; '.' is both ccIdent and ccOther.
+constexpr bool ClassTableFollowsItsRules() {
+  auto in = [](int c, const char* set) {
+    for (; *set != '\0'; ++set) {
+      if (*set == c) return true;
+    }
+    return false;
+  };
+  for (int c = 0; c < 256; ++c) {
+    unsigned char expected = 0;
+    if (c <= 0x20) expected |= ccSpace;
+    if (c >= '0' && c <= '9') expected |= ccDigit;
+    if (in(c, "%*+/-")) expected |= ccOperator;
+    if ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z')) expected |= ccLatin;
+    if (c >= 0xC0 || c == 0xA8 || c == 0xB8) expected |= ccCyrillic;
+    if (in(c, "@$_.")) expected |= ccIdent;
+    if (expected == 0 || c == '.') expected |= ccOther;
+    if (kCp1251Class[c] != expected) return false;
+  }
+  return true;
+}
+static_assert(ClassTableFollowsItsRules());
+
 unsigned char Byte(char c) { return static_cast<unsigned char>(c); }
 
 }  // namespace
