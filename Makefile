@@ -3,7 +3,7 @@
 #   make test   install what is missing, build Linux, Linux ASan+UBSan, Linux TSan,
 #               Windows x86-64 and i686, and run every test (Windows under Wine)
 #   make test-win32   run the tests of the i686 build under the private 32-bit Wine
-#   make stats  the lines of tests against the lines of library code
+#   make stats  lines of tests against library code, and the include-cycle check
 #   make stress the thread-related test programs STRESS_RUNS times each, natively
 #               and under Wine (both builds); counts failures and hangs
 #   make fuzz   run every fuzz target for FUZZ_SECONDS each (fuzz/README.md)
@@ -36,7 +36,11 @@ demo: deps-linux linux
 test: deps
 	$(MAKE) test-linux test-asan test-tsan test-win64 test-win32 test-portable test-install test-fuzz
 	$(MAKE) stress STRESS_RUNS=$(STRESS_CI_RUNS)
+	@scripts/stats.sh
 	@scripts/test-summary.sh $(BUILD)/linux $(BUILD)/asan $(BUILD)/tsan $(BUILD)/win64 $(BUILD)/win32
+
+stats:
+	@scripts/stats.sh
 
 linux:
 	cmake -S . -B $(BUILD)/linux $(CMAKE_COMMON) >/dev/null
@@ -146,5 +150,3 @@ bench: deps-bench
 
 # Tests are the *_test.cpp files and the testing/ helpers; code is the rest of
 # kelm/ (*.cpp, *.h).
-stats:
-	@scripts/line-stats.sh kelm

@@ -32,36 +32,36 @@ void ShowVariant() {
 // Reads the parameters of a call straight from a Variant object.
 class VariantReader : public IObjectReader {
  public:
-  explicit VariantReader(Variant value, std::string name = "") : mValue(std::move(value)), mName(std::move(name)) {}
-  Variant::VariantType Type() const override { return mValue.Type(); }
-  void ReadName(std::string& name) override { name = mName; }
-  void ReadFile(std::ostream& stream) override { stream << mValue.ToFile().Content(); }
-  void ReadString(std::string& text) override { text = mValue.AsString(); }
-  void ReadBool(bool& value) override { value = mValue.ToBool(); }
-  void ReadInt(long long& value) override { value = mValue.AsInt(); }
-  void ReadUint64(unsigned long long& value) override { value = mValue.ToUint64(); }
-  void ReadReal(double& value) override { value = mValue.ToReal(); }
-  bool IsUint64() const override { return mValue.IsUint64(); }
-  std::unique_ptr<IItems> Items() override { return std::make_unique<Members>(mValue.ToObject()); }
+  explicit VariantReader(Variant value, std::string name = "") : value_(std::move(value)), name_(std::move(name)) {}
+  Variant::VariantType Type() const override { return value_.Type(); }
+  void ReadName(std::string& name) override { name = name_; }
+  void ReadFile(std::ostream& stream) override { stream << value_.ToFile().Content(); }
+  void ReadString(std::string& text) override { text = value_.AsString(); }
+  void ReadBool(bool& value) override { value = value_.ToBool(); }
+  void ReadInt(long long& value) override { value = value_.AsInt(); }
+  void ReadUint64(unsigned long long& value) override { value = value_.ToUint64(); }
+  void ReadReal(double& value) override { value = value_.ToReal(); }
+  bool IsUint64() const override { return value_.IsUint64(); }
+  std::unique_ptr<IItems> Items() override { return std::make_unique<Members>(value_.ToObject()); }
 
  private:
   class Members : public IItems {
    public:
-    explicit Members(const std::vector<ObjectMember>& members) : mMembers(members) {}
-    void First() override { mAt = 0; }
-    void Next() override { ++mAt; }
-    bool AtEnd() const override { return mAt >= mMembers.size(); }
+    explicit Members(const std::vector<ObjectMember>& members) : members_(members) {}
+    void First() override { at_ = 0; }
+    void Next() override { ++at_; }
+    bool AtEnd() const override { return at_ >= members_.size(); }
     std::shared_ptr<IObjectReader> Current() const override {
-      return std::make_shared<VariantReader>(mMembers[mAt].value, mMembers[mAt].name);
+      return std::make_shared<VariantReader>(members_[at_].value, members_[at_].name);
     }
 
    private:
-    const std::vector<ObjectMember>& mMembers;
-    std::size_t mAt = 0;
+    const std::vector<ObjectMember>& members_;
+    std::size_t at_ = 0;
   };
 
-  Variant mValue;
-  std::string mName;
+  Variant value_;
+  std::string name_;
 };
 
 // Writes a single number result as text.
@@ -143,14 +143,14 @@ class Finished {
 
 class Square : public Task {
  public:
-  Square(int n, std::atomic<long long>& total, Finished& finished) : mN(n), mTotal(total), mFinished(finished) {}
-  ~Square() override { mFinished.Add(); }
-  void Execute() override { mTotal += static_cast<long long>(mN) * mN; }
+  Square(int n, std::atomic<long long>& total, Finished& finished) : n_(n), total_(total), finished_(finished) {}
+  ~Square() override { finished_.Add(); }
+  void Execute() override { total_ += static_cast<long long>(n_) * n_; }
 
  private:
-  int mN;
-  std::atomic<long long>& mTotal;
-  Finished& mFinished;
+  int n_;
+  std::atomic<long long>& total_;
+  Finished& finished_;
 };
 
 class Greeter : public ThreadPoolEventHandler {

@@ -136,206 +136,230 @@ struct BytesOps {
 // ---------------------------------------------------------------- Array
 
 Array::Array(int itemSize, int maxCount)
-    : buffer(nullptr), count(0), maxCount(0), itemSize(static_cast<std::uint16_t>(itemSize)) {
+    : buffer_(nullptr), count_(0), max_count_(0), item_size_(static_cast<std::uint16_t>(itemSize)) {
   // An item size of 0 would make every address computation meaningless.
-  if (this->itemSize == 0) this->itemSize = 1;
+  if (item_size_ == 0) item_size_ = 1;
   if (maxCount < 1) {
-    maxCount = 64 / this->itemSize;
+    maxCount = 64 / item_size_;
     if (maxCount < 10) maxCount = 10;
   }
-  const long long bytes = static_cast<long long>(this->itemSize) * maxCount;
-  buffer = bytes > INT_MAX ? nullptr : static_cast<unsigned char*>(std::malloc(bytes));
-  if (buffer == nullptr) {
+  const long long bytes = static_cast<long long>(item_size_) * maxCount;
+  buffer_ = bytes > INT_MAX ? nullptr : static_cast<unsigned char*>(std::malloc(bytes));
+  if (buffer_ == nullptr) {
     Error("Невозможно распределить массив размером %dбайт!",
           bytes > INT_MAX ? INT_MAX : static_cast<int>(bytes));
   }
-  this->maxCount = maxCount;
+  max_count_ = maxCount;
 }
 
-Array::Array(const Array& other) : Array(other.itemSize, other.count) {
-  if (other.count > 0) std::memcpy(buffer, other.buffer, static_cast<size_t>(other.count) * itemSize);
-  count = other.count;
+Array::Array(const Array& other) : Array(other.item_size_, other.count_) {
+  if (other.count_ > 0) std::memcpy(buffer_, other.buffer_, static_cast<size_t>(other.count_) * item_size_);
+  count_ = other.count_;
 }
 
-Array::~Array() { std::free(buffer); }
+Array::~Array() { std::free(buffer_); }
 
 Array& Array::operator=(const Array& other) {
   if (this == &other) return *this;
-  if (itemSize != other.itemSize) Error(kUnexpectedError, "Array");
-  count = 0;
-  Check(other.count);
-  if (other.count > 0) std::memcpy(buffer, other.buffer, static_cast<size_t>(other.count) * itemSize);
-  count = other.count;
+  if (item_size_ != other.item_size_) Error(kUnexpectedError, "Array");
+  count_ = 0;
+  Check(other.count_);
+  if (other.count_ > 0) std::memcpy(buffer_, other.buffer_, static_cast<size_t>(other.count_) * item_size_);
+  count_ = other.count_;
   return *this;
 }
 
 void* Array::operator[](int i) const {
-  if (i < 0 || i >= count) Error("Выход за пределы массива!");
+  if (i < 0 || i >= count_) Error("Выход за пределы массива!");
   return Item(i);
 }
 
-void** Array::VoidPtr(int i) const { return reinterpret_cast<void**>(buffer) + i; }
+void** Array::VoidPtr(int i) const { return reinterpret_cast<void**>(buffer_) + i; }
 
 long Array::GetLong(int i) const { return ReadInt32(Item(i)); }
 
 int Array::Num(void* p) const {
-  return static_cast<int>((static_cast<unsigned char*>(p) - buffer) / static_cast<long>(itemSize));
+  return static_cast<int>((static_cast<unsigned char*>(p) - buffer_) / static_cast<long>(item_size_));
 }
 
 int Array::Find(const void* item) const {
-  if (itemSize == 4) {
+  if (item_size_ == 4) {
     const std::int32_t v = ReadInt32(static_cast<const unsigned char*>(item));
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < count_; ++i) {
       if (ReadInt32(Item(i)) == v) return i;
     }
     return -1;
   }
-  for (int i = 0; i < count; ++i) {
-    if (std::memcmp(Item(i), item, itemSize) == 0) return i;
+  for (int i = 0; i < count_; ++i) {
+    if (std::memcmp(Item(i), item, item_size_) == 0) return i;
   }
   return -1;
 }
 
 Long32* Array::FindLong(long v) const {
   const std::int32_t key = static_cast<std::int32_t>(v);
-  auto* words = reinterpret_cast<Long32*>(buffer);
-  for (int i = 0; i < count; ++i) {
+  auto* words = reinterpret_cast<Long32*>(buffer_);
+  for (int i = 0; i < count_; ++i) {
     if (static_cast<std::int32_t>(words[i]) == key) return words + i;
   }
   return nullptr;
 }
 
 bool Array::Get(void* out, int i) const {
-  if (i < 0 || i >= count) return false;
-  std::memcpy(out, Item(i), itemSize);
+  if (i < 0 || i >= count_) return false;
+  std::memcpy(out, Item(i), item_size_);
   return true;
 }
 
 int Array::Repl(const void* item, int i) {
-  if (i < 0 || i >= count) return -1;
-  std::memcpy(Item(i), item, itemSize);
+  if (i < 0 || i >= count_) return -1;
+  std::memmove(Item(i), item, item_size_);
   return i;
 }
 
+bool Array::InBlock(const void* p) const {
+  // Compared as integers: pointers into different blocks have no order.
+  const auto at = reinterpret_cast<std::uintptr_t>(p);
+  const auto begin = reinterpret_cast<std::uintptr_t>(buffer_);
+  // After SetBuf the block may hold more items than the recorded capacity.
+  const std::uintptr_t items = static_cast<std::uintptr_t>(count_ > max_count_ ? count_ : max_count_);
+  return buffer_ != nullptr && at >= begin && at < begin + items * item_size_;
+}
+
+std::unique_ptr<unsigned char[]> Array::CopyIfInBlock(const void*& item) const {
+  if (!InBlock(item)) return nullptr;
+  auto copy = std::make_unique<unsigned char[]>(item_size_);
+  std::memcpy(copy.get(), item, item_size_);
+  item = copy.get();
+  return copy;
+}
+
 int Array::Ins(const void* item, int pos) {
+  // An item of this array's own would move with the growth or the shift.
+  const auto copy = CopyIfInBlock(item);
   Check(1);
-  if (pos < 0 || pos > count) pos = count;
-  if (pos < count) {
-    std::memmove(Item(pos + 1), Item(pos), static_cast<size_t>(count - pos) * itemSize);
+  if (pos < 0 || pos > count_) pos = count_;
+  if (pos < count_) {
+    std::memmove(Item(pos + 1), Item(pos), static_cast<size_t>(count_ - pos) * item_size_);
   }
-  std::memcpy(Item(pos), item, itemSize);
-  ++count;
+  std::memcpy(Item(pos), item, item_size_);
+  ++count_;
   return pos;
 }
 
 bool Array::InsArray(const void* items, int n) {
   if (n < 1) return true;
+  // Items of this array's own are found again in the grown block.
+  const long long offset = InBlock(items) ? static_cast<const unsigned char*>(items) - buffer_ : -1;
   Check(n);
-  std::memcpy(Item(count), items, static_cast<size_t>(n) * itemSize);
-  count += n;
+  if (offset >= 0) items = buffer_ + offset;
+  std::memmove(Item(count_), items, static_cast<size_t>(n) * item_size_);
+  count_ += n;
   return true;
 }
 
 bool Array::Remove(int i) {
-  if (i < 0 || i >= count) return false;
-  if (i < count - 1) std::memmove(Item(i), Item(i + 1), static_cast<size_t>(count - 1 - i) * itemSize);
-  --count;
+  if (i < 0 || i >= count_) return false;
+  if (i < count_ - 1) std::memmove(Item(i), Item(i + 1), static_cast<size_t>(count_ - 1 - i) * item_size_);
+  --count_;
   Check(0);
   return true;
 }
 
 bool Array::Move(int from, int to) {
-  if (from < 0 || from >= count || to < 0 || to >= count) return false;
+  if (from < 0 || from >= count_ || to < 0 || to >= count_) return false;
   if (from == to) return true;
-  std::unique_ptr<unsigned char[]> held(new unsigned char[itemSize]);
-  std::memcpy(held.get(), Item(from), itemSize);
+  std::unique_ptr<unsigned char[]> held(new unsigned char[item_size_]);
+  std::memcpy(held.get(), Item(from), item_size_);
   if (from < to) {
-    std::memmove(Item(from), Item(from + 1), static_cast<size_t>(to - from) * itemSize);
+    std::memmove(Item(from), Item(from + 1), static_cast<size_t>(to - from) * item_size_);
   } else {
-    std::memmove(Item(to + 1), Item(to), static_cast<size_t>(from - to) * itemSize);
+    std::memmove(Item(to + 1), Item(to), static_cast<size_t>(from - to) * item_size_);
   }
-  std::memcpy(Item(to), held.get(), itemSize);
+  std::memcpy(Item(to), held.get(), item_size_);
   return true;
 }
 
 bool Array::Fill(char c, int n) {
   if (n < 0) n = 0;
-  count = 0;
+  count_ = 0;
   Check(n);
-  std::memset(buffer, static_cast<unsigned char>(c), static_cast<size_t>(n) * itemSize);
-  count = n;
+  std::memset(buffer_, static_cast<unsigned char>(c), static_cast<size_t>(n) * item_size_);
+  count_ = n;
   return true;
 }
 
 void Array::SetBuf(const void* items, int n) {
   if (n < 0) n = 0;
-  if (n > maxCount) Reallocate(n);
-  if (n > 0) std::memmove(buffer, items, static_cast<size_t>(n) * itemSize);
-  count = n;
+  const long long offset = InBlock(items) ? static_cast<const unsigned char*>(items) - buffer_ : -1;
+  if (n > max_count_) Reallocate(n);
+  if (offset >= 0) items = buffer_ + offset;
+  if (n > 0) std::memmove(buffer_, items, static_cast<size_t>(n) * item_size_);
+  count_ = n;
 }
 
 void Array::Copy(const Array& src) {
   // Items of another size would be read past the source's block.
-  if (src.itemSize != itemSize) Error(kUnexpectedError, "Array");
-  count = 0;
-  SetBuf(src.buffer, src.count);
+  if (src.item_size_ != item_size_) Error(kUnexpectedError, "Array");
+  count_ = 0;
+  SetBuf(src.buffer_, src.count_);
 }
 
 bool Array::SetMaxCount(int n) {
   if (n == 0) {
-    count = 0;
-    maxCount = 0;
+    count_ = 0;
+    max_count_ = 0;
     return true;
   }
-  if (n < count) return false;
-  if (n != maxCount) {
+  if (n < count_) return false;
+  if (n != max_count_) {
     Reallocate(n);
-    maxCount = n;
+    max_count_ = n;
   }
   return true;
 }
 
 void Array::Swap(Array& other) {
-  std::swap(buffer, other.buffer);
-  std::swap(count, other.count);
-  std::swap(maxCount, other.maxCount);
-  std::swap(itemSize, other.itemSize);
+  std::swap(buffer_, other.buffer_);
+  std::swap(count_, other.count_);
+  std::swap(max_count_, other.max_count_);
+  std::swap(item_size_, other.item_size_);
 }
 
 bool Array::Check(int n) {
-  long long needed = static_cast<long long>(count) + n;
+  long long needed = static_cast<long long>(count_) + n;
   if (needed < 0) needed = 0;
-  if (needed <= maxCount) return true;
-  const long long half = maxCount / 2 < kMaxGrowthStep ? maxCount / 2 : kMaxGrowthStep;
-  long long capacity = maxCount + half;
-  if (capacity < static_cast<long long>(maxCount) + n) capacity = static_cast<long long>(maxCount) + n;
+  if (needed <= max_count_) return true;
+  const long long half = max_count_ / 2 < kMaxGrowthStep ? max_count_ / 2 : kMaxGrowthStep;
+  long long capacity = max_count_ + half;
+  if (capacity < static_cast<long long>(max_count_) + n) capacity = static_cast<long long>(max_count_) + n;
   // After SetBuf the count may exceed the recorded capacity: the rule above
   // alone could then leave less room than the items need.
   if (capacity < needed) capacity = needed;
   Reallocate(capacity);
-  maxCount = static_cast<std::int32_t>(capacity);
+  max_count_ = static_cast<std::int32_t>(capacity);
   return true;
 }
 
 void Array::SetItemSize(int newItemSize) {
   // Should the smaller block be refused, the old one still holds the items.
-  itemSize = static_cast<std::uint16_t>(newItemSize);
-  if (maxCount > 0) Reallocate(maxCount);
+  item_size_ = static_cast<std::uint16_t>(newItemSize);
+  if (max_count_ > 0) Reallocate(max_count_);
 }
 
 void Array::Reallocate(long long items) {
-  const long long bytes = items * itemSize;
+  const long long bytes = items * item_size_;
   // Beyond what a 32-bit count and byte size can describe: refused as a
   // failed allocation. On failure the old block is kept, not lost.
   if (items > INT_MAX || bytes > INT_MAX) ReportAllocation(bytes);
-  void* block = std::realloc(buffer, bytes > 0 ? static_cast<size_t>(bytes) : 1);
+  void* block = std::realloc(buffer_, bytes > 0 ? static_cast<size_t>(bytes) : 1);
   if (block == nullptr) ReportAllocation(bytes);
-  buffer = static_cast<unsigned char*>(block);
+  buffer_ = static_cast<unsigned char*>(block);
 }
 
 Stream& operator<<(Stream& s, Array& a) {
-  s << static_cast<long>(a.count);
-  if (a.count > 0) s.Write(a.buffer, static_cast<unsigned>(a.count) * a.itemSize);
+  s << static_cast<long>(a.count_);
+  if (a.count_ > 0) s.Write(a.buffer_, static_cast<unsigned>(a.count_) * a.item_size_);
   return s;
 }
 
@@ -344,11 +368,11 @@ Stream& operator>>(Stream& s, Array& a) {
   std::int32_t n = 0;
   s.Read(&n, sizeof n);
   const unsigned long left = s.Size() > s.CurPos() ? s.Size() - s.CurPos() : 0;
-  if (n < 0 || static_cast<unsigned long long>(n) * a.itemSize > left) Error(kStreamOutOfData);
-  a.count = 0;
+  if (n < 0 || static_cast<unsigned long long>(n) * a.item_size_ > left) Error(kStreamOutOfData);
+  a.count_ = 0;
   a.Check(n);
-  if (n > 0) s.Read(a.buffer, static_cast<unsigned>(n) * a.itemSize);
-  a.count = n;
+  if (n > 0) s.Read(a.buffer_, static_cast<unsigned>(n) * a.item_size_);
+  a.count_ = n;
   return s;
 }
 
@@ -389,8 +413,8 @@ int ArrRecPos::Find(long v, int start) const { return FindWord(*this, v, start);
 
 SortArray::SortArray(int itemSize, int keySize, unsigned char options, int maxCount)
     : Array(itemSize, maxCount),
-      keySize(static_cast<std::uint8_t>(keySize == 0 ? ItemSize() : keySize)),
-      options(options) {
+      key_size_(static_cast<std::uint8_t>(keySize == 0 ? ItemSize() : keySize)),
+      options_(options) {
   if ((options & saLONG) != 0 && (keySize != 4 || ItemSize() < 4)) {
     Error("SortArray: опция saLONG подразумевает размер ключа 4 байта!\nТекущий размер: %ld байт.",
           static_cast<long>(keySize != 4 ? keySize : ItemSize()));
@@ -404,31 +428,31 @@ SortArray::SortArray(int itemSize, int keySize, unsigned char options, int maxCo
 }
 
 SortArray::SortArray(const SortArray& other)
-    : Array(other), keySize(other.keySize), options(other.options) {}
+    : Array(other), key_size_(other.key_size_), options_(other.options_) {}
 
 SortArray& SortArray::operator=(const SortArray& other) {
   Array::operator=(other);
-  keySize = other.keySize;
-  options = other.options;
+  key_size_ = other.key_size_;
+  options_ = other.options_;
   return *this;
 }
 
-int SortArray::KeyBytes() const { return keySize < ItemSize() ? keySize : ItemSize(); }
+int SortArray::KeyBytes() const { return key_size_ < ItemSize() ? key_size_ : ItemSize(); }
 
 int SortArray::CompareKeys(const unsigned char* a, const unsigned char* b) const {
-  if ((options & saLONG) != 0) {
+  if ((options_ & saLONG) != 0) {
     const std::int32_t x = ReadInt32(a);
     const std::int32_t y = ReadInt32(b);
     return x < y ? -1 : (x > y ? 1 : 0);
   }
-  if ((options & saWORD) != 0) return static_cast<int>(ReadUint16(a)) - ReadUint16(b);
+  if ((options_ & saWORD) != 0) return static_cast<int>(ReadUint16(a)) - ReadUint16(b);
   return std::memcmp(a, b, KeyBytes());
 }
 
 void SortArray::SortOn() {
-  if ((options & saUNSORTED) == 0) return;
-  options &= ~saUNSORTED;
-  if ((options & saHEAPSORT) != 0) {
+  if ((options_ & saUNSORTED) == 0) return;
+  options_ &= ~saUNSORTED;
+  if ((options_ & saHEAPSORT) != 0) {
     if (Count() >= 2) {
       SortHeap();
       GetSort();
@@ -441,7 +465,7 @@ void SortArray::SortOn() {
 void SortArray::Sort() {
   if (Count() >= 2) {
     auto* items = static_cast<unsigned char*>(GetBuf());
-    if ((options & saLONG) != 0 && ItemSize() == 4) {
+    if ((options_ & saLONG) != 0 && ItemSize() == 4) {
       Int32Ops ops{reinterpret_cast<std::int32_t*>(items), 0};
       QuickSort(ops, Count());
     } else {
@@ -453,24 +477,24 @@ void SortArray::Sort() {
       QuickSort(ops, Count());
     }
   }
-  options &= ~saUNSORTED;
+  options_ &= ~saUNSORTED;
 }
 
 void SortArray::Sort2() {
   if (Count() < 2) return;
   SortHeap();
   GetSort();
-  options &= ~saUNSORTED;
+  options_ &= ~saUNSORTED;
 }
 
 void SortArray::Swap(unsigned char* a, unsigned char* b) {
   if (a == b) return;
-  if ((options & saLONG) != 0) {
+  if ((options_ & saLONG) != 0) {
     unsigned char t[4];
     std::memcpy(t, a, 4);
     std::memcpy(a, b, 4);
     std::memcpy(b, t, 4);
-  } else if ((options & saWORD) != 0) {
+  } else if ((options_ & saWORD) != 0) {
     std::memcpy(a, b, 2);
   } else {
     for (int k = 0; k < ItemSize(); ++k) std::swap(a[k], b[k]);
@@ -523,21 +547,21 @@ bool SortArray::Find(const void* key, int& pos) const {
 }
 
 int SortArray::Find(const void* key) const {
-  if ((options & saUNSORTED) != 0) return -1;
+  if ((options_ & saUNSORTED) != 0) return -1;
   int pos;
   return Find(key, pos) ? pos : -1;
 }
 
 int SortArray::AsFind(const void* key, unsigned char n) {
-  const std::uint8_t saved = keySize;
-  if (n < keySize) keySize = n;
+  const std::uint8_t saved = key_size_;
+  if (n < key_size_) key_size_ = n;
   const int found = Find(key);
-  keySize = saved;
+  key_size_ = saved;
   return found;
 }
 
 int SortArray::Ins(const void* item) {
-  if ((options & saUNSORTED) != 0) return IsDuplicate() ? Array::Ins(item, -1) : -1;
+  if ((options_ & saUNSORTED) != 0) return IsDuplicate() ? Array::Ins(item, -1) : -1;
   int pos;
   if (Find(item, pos) && !IsDuplicate()) return -1;
   return Array::Ins(item, pos);
@@ -546,13 +570,12 @@ int SortArray::Ins(const void* item) {
 int SortArray::Ins(const void*, int) { return -1; }
 
 int SortArray::Repl(const void* item, int i) {
-  if ((options & saUNSORTED) != 0) return Array::Repl(item, i);
+  if ((options_ & saUNSORTED) != 0) return Array::Repl(item, i);
   if (i < 0 || i >= Count()) return -1;
-  // `item` may point into the array itself: keep a copy before the removal.
-  std::unique_ptr<unsigned char[]> copy(new unsigned char[ItemSize()]);
-  std::memcpy(copy.get(), item, ItemSize());
+  // `item` may be one of the items that the removal moves.
+  const auto copy = CopyIfInBlock(item);
   Remove(i);
-  return Ins(copy.get());
+  return Ins(item);
 }
 
 void SortArray::Shrink(int newItemSize) {
@@ -569,6 +592,6 @@ void SortArray::Shrink(int newItemSize) {
 
 void SortArray::Swap(SortArray& other) {
   Array::Swap(other);
-  std::swap(keySize, other.keySize);
-  std::swap(options, other.options);
+  std::swap(key_size_, other.key_size_);
+  std::swap(options_, other.options_);
 }

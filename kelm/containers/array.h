@@ -8,6 +8,7 @@
 #define KELM_CONTAINERS_ARRAY_H_
 
 #include <cstdint>
+#include <memory>
 #include <type_traits>
 
 class Stream;
@@ -36,10 +37,10 @@ class Array {
   // The index of the item at address p.
   int Num(void* p) const;
 
-  int Count() const { return count; }
-  int MaxCount() const { return maxCount; }
-  unsigned short ItemSize() const { return itemSize; }
-  void* GetBuf() const { return buffer; }
+  int Count() const { return count_; }
+  int MaxCount() const { return max_count_; }
+  unsigned short ItemSize() const { return item_size_; }
+  void* GetBuf() const { return buffer_; }
 
   // First index whose item equals `item` byte for byte, or -1.
   int Find(const void* item) const;
@@ -61,7 +62,7 @@ class Array {
   // n items whose every byte is c.
   bool Fill(char c, int n);
   // Count 0; storage and capacity stay.
-  void Clear() { count = 0; }
+  void Clear() { count_ = 0; }
   // Replaces the contents with n items. A larger block is made exactly big
   // enough, but the recorded capacity stays as it was.
   void SetBuf(const void* items, int n);
@@ -79,23 +80,28 @@ class Array {
   friend Stream& operator>>(Stream& s, Array& a);
 
  protected:
-  unsigned char* Item(int i) const { return buffer + static_cast<long long>(i) * itemSize; }
+  unsigned char* Item(int i) const { return buffer_ + static_cast<long long>(i) * item_size_; }
   // Room for n more items: grows by half the capacity, at most 100000 items
   // a step, and at least by n. Never shrinks.
   bool Check(int n);
   // Takes every item as `newItemSize` bytes (the caller has moved them) and
   // resizes the block for the capacity.
   void SetItemSize(int newItemSize);
+  // Whether `p` points into this array's block.
+  bool InBlock(const void* p) const;
+  // When `item` lies in the block, where growth or a shift may move it,
+  // points it at a copy that the result owns; null otherwise.
+  std::unique_ptr<unsigned char[]> CopyIfInBlock(const void*& item) const;
 
  private:
   // Resizes the block to `items` items; on failure the old block stays and
   // the allocation error is raised.
   void Reallocate(long long items);
 
-  unsigned char* buffer;
-  std::int32_t count;
-  std::int32_t maxCount;
-  std::uint16_t itemSize;
+  unsigned char* buffer_;
+  std::int32_t count_;
+  std::int32_t max_count_;
+  std::uint16_t item_size_;
 };
 
 // A typed view; T is copied as raw bytes. For 32-bit items that must read
@@ -154,11 +160,11 @@ class SortArray : public Array {
   SortArray(const SortArray& other);
   SortArray& operator=(const SortArray& other);
 
-  unsigned char Options() const { return options; }
-  bool IsDuplicate() const { return (options & saDUPLICATE) != 0; }
+  unsigned char Options() const { return options_; }
+  bool IsDuplicate() const { return (options_ & saDUPLICATE) != 0; }
 
   // Further items are appended unsorted, and searches fail.
-  void SortOff() { options |= saUNSORTED; }
+  void SortOff() { options_ |= saUNSORTED; }
   // Restores order (heap sort with saHEAPSORT, else Sort) if it was off.
   void SortOn();
   // Quicksort of all items; clears saUNSORTED.
@@ -202,8 +208,8 @@ class SortArray : public Array {
   // The bytes a memcmp key covers, never beyond the item.
   int KeyBytes() const;
 
-  std::uint8_t keySize;
-  std::uint8_t options;
+  std::uint8_t key_size_;
+  std::uint8_t options_;
 };
 
 // 32-bit items (Long32 or any other 4-byte type).

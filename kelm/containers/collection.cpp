@@ -57,19 +57,19 @@ int Sign(int v) { return v < 0 ? -1 : (v > 0 ? 1 : 0); }
 // ---------------------------------------------------------------- Collection
 
 Collection::Collection(unsigned long state)
-    : items(sizeof(void*), 0), state(static_cast<std::uint32_t>(state)) {}
+    : items_(sizeof(void*), 0), state_(static_cast<std::uint32_t>(state)) {}
 
 Collection::Collection(unsigned long state, short maxCount)
-    : items(sizeof(void*), maxCount), state(static_cast<std::uint32_t>(state)) {}
+    : items_(sizeof(void*), maxCount), state_(static_cast<std::uint32_t>(state)) {}
 
 Collection::~Collection() {
-  if ((state & csOWNER) != 0) {
+  if ((state_ & csOWNER) != 0) {
     for (int i = 0; i < Count(); ++i) FreeItem(Item(i));
   }
 }
 
 void Collection::FreeItem(void* item) {
-  if ((state & csOWNER) != 0) std::free(item);
+  if ((state_ & csOWNER) != 0) std::free(item);
 }
 
 int Collection::Ins(void* item) { return Ins(item, -1); }
@@ -77,12 +77,12 @@ int Collection::Ins(void* item) { return Ins(item, -1); }
 int Collection::Ins(void* item, int pos) {
   int at;
   try {
-    at = items.Ins(&item, pos);
+    at = items_.Ins(&item, pos);
   } catch (...) {
     FreeItem(item);
     throw;
   }
-  state |= csCHANGED;
+  state_ |= csCHANGED;
   return at;
 }
 
@@ -97,47 +97,47 @@ int Collection::Repl(void* item, int i) {
     return -1;
   }
   FreeItem(Item(i));
-  state |= csCHANGED;
-  *items.VoidPtr(i) = item;
+  state_ |= csCHANGED;
+  *items_.VoidPtr(i) = item;
   return i;
 }
 
 bool Collection::Remove(long i) {
   if (i < 0 || i >= Count()) return false;
   FreeItem(Item(static_cast<int>(i)));
-  state |= csCHANGED;
-  items.Remove(static_cast<int>(i));
+  state_ |= csCHANGED;
+  items_.Remove(static_cast<int>(i));
   return true;
 }
 
 void Collection::Clear() {
-  if ((state & csOWNER) != 0) {
+  if ((state_ & csOWNER) != 0) {
     for (int i = 0; i < Count(); ++i) FreeItem(Item(i));
   }
-  items.Clear();
+  items_.Clear();
 }
 
 void Collection::Move(int from, int to) {
   // Negative indexes are refused too rather than read before the slots.
   if (from < 0 || to < 0 || from >= Count() || to >= Count() || from == to) return;
-  items.Move(from, to);
+  items_.Move(from, to);
 }
 
 void Collection::Swap(int i, int j) {
   if (i < 0 || j < 0 || i >= Count() || j >= Count()) return;
-  std::swap(*items.VoidPtr(i), *items.VoidPtr(j));
+  std::swap(*items_.VoidPtr(i), *items_.VoidPtr(j));
 }
 
 void Collection::Swap(Collection& other) {
-  items.Swap(other.items);
-  std::swap(state, other.state);
+  items_.Swap(other.items_);
+  std::swap(state_, other.state_);
 }
 
 bool Collection::SetMaxCount(int n) {
   if (Count() > 0) ErrorMsg(kUnexpectedError, "Collection::SetMaxCount");
   // Emptying drops the items: owned ones are released, not lost.
   if (n == 0) Clear();
-  return items.SetMaxCount(n);
+  return items_.SetMaxCount(n);
 }
 
 char* Collection::operator[](int i) const {
@@ -178,7 +178,7 @@ int Collection::MaxStrSize() const {
 int Collection::Compare(const void* a, const void* b) const {
   const char* x = Text(a);
   const char* y = Text(b);
-  const bool prefix = (state & csPREFIX) != 0;
+  const bool prefix = (state_ & csPREFIX) != 0;
   int n = 0;
   if (prefix) {
     n = LineLen(x);
@@ -186,7 +186,7 @@ int Collection::Compare(const void* a, const void* b) const {
   }
   const auto x0 = static_cast<unsigned char>(x[0]);
   const auto y0 = static_cast<unsigned char>(y[0]);
-  if ((state & csNOCASE) == 0) {
+  if ((state_ & csNOCASE) == 0) {
     if (x0 != y0) return x0 - y0;
     if (!prefix) return Sign(std::strcmp(x, y));
     return std::strncmp(x, y, n);
@@ -219,7 +219,7 @@ Collection& Collection::operator=(const Collection& src) {
   Clear();
   for (int i = 0; i < src.Count(); ++i) {
     void* item = src.Item(i);
-    Ins((state & csOWNER) != 0 ? StrDup(static_cast<const char*>(item)) : item);
+    Ins((state_ & csOWNER) != 0 ? StrDup(static_cast<const char*>(item)) : item);
   }
   return *this;
 }
@@ -231,7 +231,7 @@ void Collection::FromString(const char* text, bool keepEmpty) {
     const char* end = std::strchr(line, '\n');
     const size_t n = end != nullptr ? static_cast<size_t>(end - line) : std::strlen(line);
     if (n > 0 || keepEmpty || first) {
-      Ins((state & csOWNER) != 0 ? CopyOf(line, n) : const_cast<char*>(line));
+      Ins((state_ & csOWNER) != 0 ? CopyOf(line, n) : const_cast<char*>(line));
     }
     first = false;
     if (end == nullptr || end[1] == '\0') break;
@@ -465,35 +465,35 @@ CollectionMt::~CollectionMt() = default;
 
 CollectionMt& CollectionMt::operator=(const CollectionMt& src) {
   if (this == &src) return *this;
-  Locker locker(lock);
+  Locker locker(lock_);
   Collection::operator=(src);
   return *this;
 }
 
 void CollectionMt::SortOn() {
-  Locker locker(lock);
+  Locker locker(lock_);
   Collection::SortOn();
 }
 
 void CollectionMt::SortOff() {
-  Locker locker(lock);
+  Locker locker(lock_);
   Collection::SortOff();
 }
 
 void CollectionMt::DuplicateOn() {
-  Locker locker(lock);
+  Locker locker(lock_);
   Collection::DuplicateOn();
 }
 
 void CollectionMt::DuplicateOff() {
-  Locker locker(lock);
+  Locker locker(lock_);
   Collection::DuplicateOff();
 }
 
 int CollectionMt::Ins(void* item, int pos) {
   std::exception_ptr failure;
   {
-    Locker locker(lock);
+    Locker locker(lock_);
     try {
       const int at = array().Ins(&item, pos);
       SetState(csCHANGED);
@@ -507,13 +507,13 @@ int CollectionMt::Ins(void* item, int pos) {
 }
 
 bool CollectionMt::Remove(long i) {
-  Locker locker(lock);
+  Locker locker(lock_);
   return Collection::Remove(i);
 }
 
 int CollectionMt::Repl(void* item, int i) {
   {
-    Locker locker(lock);
+    Locker locker(lock_);
     if (i >= 0 && i < Count()) return Collection::Repl(item, i);
   }
   FreeItem(item);
@@ -521,12 +521,12 @@ int CollectionMt::Repl(void* item, int i) {
 }
 
 void CollectionMt::Clear() {
-  Locker locker(lock);
+  Locker locker(lock_);
   Collection::Clear();
 }
 
 void CollectionMt::Swap(int i, int j) {
-  Locker locker(lock);
+  Locker locker(lock_);
   if (i < 0 || j < 0 || i >= Count() || j >= Count()) return;
   void* a = Item(i);
   void* b = Item(j);

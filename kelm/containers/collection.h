@@ -66,12 +66,12 @@ class Collection {
   // capacity as Array::SetMaxCount does.
   bool SetMaxCount(int n);
 
-  void* Item(int i) const { return *items.VoidPtr(i); }
+  void* Item(int i) const { return *items_.VoidPtr(i); }
   // The item as text; null out of range.
   char* operator[](int i) const;
-  int Count() const { return items.Count(); }
-  unsigned long State() const { return state; }
-  Array& array() { return items; }
+  int Count() const { return items_.Count(); }
+  unsigned long State() const { return state_; }
+  Array& array() { return items_; }
 
   int ItemNum(const void* p) const;
   int FindByPtr(const void* p) const { return ItemNum(p); }
@@ -88,14 +88,14 @@ class Collection {
   // same pointers otherwise.
   Collection& operator=(const Collection& src);
 
-  void SortOn() { state |= csSORT; }
-  void SortOff() { state &= ~csSORT; }
-  void DuplicateOn() { state |= csDUPLICATE; }
-  void DuplicateOff() { state &= ~csDUPLICATE; }
-  void InsLastOn() { state |= csINSLAST; }
-  void InsLastOff() { state &= ~csINSLAST; }
-  void SetEdit() { state |= csEDIT; }
-  void ResEdit() { state &= ~csEDIT; }
+  void SortOn() { state_ |= csSORT; }
+  void SortOff() { state_ &= ~csSORT; }
+  void DuplicateOn() { state_ |= csDUPLICATE; }
+  void DuplicateOff() { state_ &= ~csDUPLICATE; }
+  void InsLastOn() { state_ |= csINSLAST; }
+  void InsLastOff() { state_ &= ~csINSLAST; }
+  void SetEdit() { state_ |= csEDIT; }
+  void ResEdit() { state_ &= ~csEDIT; }
 
   // One item per line (cut at line feeds; a carriage return stays). Empty
   // lines other than the first are skipped unless keepEmpty. With csOWNER
@@ -122,16 +122,16 @@ class Collection {
  protected:
   // Releases the item with free() under csOWNER; otherwise nothing.
   virtual void FreeItem(void* item);
-  void** ItemPtr(int i) { return items.VoidPtr(i); }
-  void SetState(unsigned long bits) { state |= static_cast<std::uint32_t>(bits); }
+  void** ItemPtr(int i) { return items_.VoidPtr(i); }
+  void SetState(unsigned long bits) { state_ |= static_cast<std::uint32_t>(bits); }
 
  private:
   Collection(const Collection&) = delete;
   // Drops every item, releasing them under csOWNER.
   void DropAll();
 
-  Array items;
-  std::uint32_t state;
+  Array items_;
+  std::uint32_t state_;
 };
 
 class SortCol : public Collection {
@@ -208,7 +208,7 @@ class CollectionMt : public Collection {
   void Swap(int i, int j);
 
  private:
-  CriticalSection lock;
+  CriticalSection lock_;
 };
 
 // A sorted pool of unique strings, each owned (new[]/delete[]).

@@ -30,25 +30,15 @@ std::string Names(List& list) {
   return names;
 }
 
-TEST(NodeTest, LoneNode) {
-  Item a('a');
-  EXPECT_EQ(a.Count(), 1u);
-  EXPECT_EQ(a.Next(), &a);
-  EXPECT_EQ(a.Prev(), &a);
-  EXPECT_EQ(&a.RemoveNext(), &a);
-  EXPECT_EQ(&a.Remove(), &a);
-  EXPECT_EQ(&a[5], &a);
-}
-
 TEST(NodeTest, JoinSplitAndWalk) {
   Item a('a'), b('b'), c('c'), d('d');
+  EXPECT_EQ(&a.RemoveNext(), &a);  // alone
+  EXPECT_EQ(&a[5], &a);
   a += b;  // a b
   a += c;  // a c b
   EXPECT_EQ(a.Count(), 3u);
   EXPECT_EQ(a.Next(), &c);
-  EXPECT_EQ(b.Next(), &a);
   EXPECT_EQ(a.Prev(), &b);
-  EXPECT_EQ(&a[2], &b);
   EXPECT_EQ(&a[3], &a);
   EXPECT_EQ(a.GetNum(b), 2u);
   EXPECT_EQ(a.FindPrev(b), &c);
@@ -65,37 +55,24 @@ TEST(NodeTest, JoinSplitAndWalk) {
   // Remove returns the predecessor and leaves the ring whole.
   EXPECT_EQ(&c.Remove(), &d);
   EXPECT_EQ(c.Next(), &c);
-  EXPECT_EQ(a.Count(), 3u);
   EXPECT_EQ(&a.RemoveNext(), &d);
-  EXPECT_EQ(a.Count(), 2u);
-}
-
-TEST(NodeTest, DestroyedNodeLeavesTheRingIntact) {
-  Item a('a'), c('c');
   {
-    Item b('b');
-    a += c;
-    a += b;  // a b c
+    Item e('e');
+    a += e;  // a e b
   }
-  EXPECT_EQ(a.Count(), 2u);
-  EXPECT_EQ(a.Next(), &c);
-  EXPECT_EQ(c.Next(), &a);
+  EXPECT_EQ(a.Count(), 2u);  // a destroyed node leaves the ring whole
+  EXPECT_EQ(a.Next(), &b);
 }
 
 TEST(ListTest, InsertionOrders) {
   Item a('a'), b('b'), c('c');
   List front;
-  EXPECT_TRUE(front.IsEmpty());
-  EXPECT_EQ(front.Count(), 0u);
   EXPECT_EQ(front.ForEach([](Node&, void*) { return 1; }, nullptr), nullptr);
   front += a;
   front += b;
   front += c;
   EXPECT_EQ(Names(front), "cba");
-  EXPECT_EQ(front.Last(), &a);
-  EXPECT_EQ(&front[0u], &c);
   EXPECT_EQ(front.GetNum(a), 2u);
-  EXPECT_EQ(front.FindPrev(a), &b);
 
   Item x('x'), y('y'), z('z');
   List back;
@@ -103,27 +80,15 @@ TEST(ListTest, InsertionOrders) {
   back.InsLast(y);
   back.InsLast(z);
   EXPECT_EQ(Names(back), "xyz");
-  EXPECT_EQ(back.Last(), &z);
   EXPECT_EQ(back.First(), &x);
-  EXPECT_EQ(back.Count(), 3u);
-}
 
-TEST(ListTest, Remove) {
-  Item a('a'), b('b'), c('c'), stranger('s');
-  List list;
-  EXPECT_FALSE(list.Remove(&a));
-  list.InsLast(a);
-  list.InsLast(b);
-  list.InsLast(c);
-  EXPECT_FALSE(list.Remove(nullptr));
-  EXPECT_FALSE(list.Remove(&stranger));
-  EXPECT_TRUE(list.Remove(&c));  // the last: its predecessor takes over
-  EXPECT_EQ(list.Last(), &b);
-  EXPECT_EQ(c.Next(), &c);
-  EXPECT_TRUE(list.Remove(&a));
-  EXPECT_EQ(Names(list), "b");
-  EXPECT_TRUE(list.Remove(&b));  // the only node
-  EXPECT_TRUE(list.IsEmpty());
+  Item stranger('s');
+  EXPECT_FALSE(back.Remove(&stranger));
+  EXPECT_TRUE(back.Remove(&z));  // the last: its predecessor takes over
+  EXPECT_EQ(back.Last(), &y);
+  EXPECT_TRUE(back.Remove(&x));
+  EXPECT_TRUE(back.Remove(&y));  // the only node
+  EXPECT_TRUE(back.IsEmpty());
 }
 
 TEST(ListTest, ForEachStopsAndMayDestroy) {
@@ -150,42 +115,31 @@ struct Counted : NodeRefer {
   int* alive_;
 };
 
-void ExpectUnexpectedError(const GorseCodeException& e, const char* member) {
-  EXPECT_EQ(e.Code(), 4614);
-  EXPECT_NE(std::string(static_cast<const char*>(e.Description())).find(member),
-            std::string::npos);
+// The member named by message 4614 that `f` raises.
+template <class F>
+bool Raises4614Naming(F&& f, const char* member) {
+  try {
+    f();
+  } catch (const GorseCodeException& e) {
+    return e.Code() == 4614 && std::string(static_cast<const char*>(e.Description())).find(member) != std::string::npos;
+  }
+  return false;
 }
 
-TEST(NodeReferTest, DisposeCountsDown) {
+TEST(NodeReferTest, CountsAndABrokenProtocolRaises4614) {
   int alive = 0;
   auto* n = new Counted(&alive);
-  EXPECT_EQ(n->RefCount(), 1);
   n->IncRef();
   EXPECT_FALSE(n->Dispose());
-  EXPECT_EQ(alive, 1);
   EXPECT_TRUE(n->Dispose());
   EXPECT_EQ(alive, 0);
-}
-
-TEST(NodeReferTest, BrokenProtocolRaises4614) {
-  int alive = 0;
   auto* shared = new Counted(&alive);
   shared->IncRef();
-  try {
-    delete shared;  // still held by someone else
-    ADD_FAILURE() << "no error";
-  } catch (const GorseCodeException& e) {
-    ExpectUnexpectedError(e, "NodeRefer::~NodeRefer");
-  }
+  EXPECT_TRUE(Raises4614Naming([&] { delete shared; }, "NodeRefer::~NodeRefer"));  // still held
 
   auto* held = new Counted(&alive);
   held->IncRef();
-  try {
-    held->Delete();
-    ADD_FAILURE() << "no error";
-  } catch (const GorseCodeException& e) {
-    ExpectUnexpectedError(e, "NodeRefer::Delete");
-  }
+  EXPECT_TRUE(Raises4614Naming([&] { held->Delete(); }, "NodeRefer::Delete"));
   EXPECT_EQ(held->RefCount(), 1);
   held->Delete();
   EXPECT_EQ(alive, 0);
@@ -202,7 +156,6 @@ TEST(NodeReferTest, RemoveAllSparesSharedNodes) {
   c->RemoveAll();
   EXPECT_EQ(alive, 1);
   EXPECT_EQ(b->Next(), b);
-  EXPECT_EQ(b->RefCount(), 1);
   EXPECT_TRUE(b->Dispose());
 }
 
@@ -211,20 +164,14 @@ struct Shared : ObjRefer {};
 TEST(ObjReferTest, CountsAndRaises) {
   auto* o = new Shared;
   o->IncRef();
-  EXPECT_EQ(o->RefCount(), 2);
   EXPECT_FALSE(o->Dispose());
   EXPECT_TRUE(o->Dispose());
 
   Shared copy_source;
   copy_source.IncRef();
-  try {
-    auto* copy = new Shared(copy_source);  // the count is copied
-    EXPECT_EQ(copy->RefCount(), 2);
-    delete copy;
-    ADD_FAILURE() << "no error";
-  } catch (const GorseCodeException& e) {
-    ExpectUnexpectedError(e, "ObjRefer::~ObjRefer");
-  }
+  auto* copy = new Shared(copy_source);  // the count is copied
+  EXPECT_EQ(copy->RefCount(), 2);
+  EXPECT_TRUE(Raises4614Naming([&] { delete copy; }, "ObjRefer::~ObjRefer"));
   copy_source = Shared();
   EXPECT_EQ(copy_source.RefCount(), 1);
 }

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "kelm/datetime/internal/mask_values.h"
+
 namespace {
 
 bool IsSet(const Date& d) { return !d.IsEmpty(); }

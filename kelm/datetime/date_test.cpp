@@ -20,6 +20,13 @@ void ExpectDate(const Date& d, int day, int month, int year) {
   EXPECT_EQ(yy, year);
 }
 
+// `d` after one call of `step`.
+template <class Step>
+Date After(Date d, Step step) {
+  (d.*step)();
+  return d;
+}
+
 // Restores the initial date after a test that changes it.
 class InitDateGuard {
  public:
@@ -68,50 +75,34 @@ TEST(DateCalendar, SerialsBeyondYearNineThousandAndBeforeYearOne) {
   }
   // Before year 1 the day count is clamped: year 0 runs from its day 1 and
   // everything earlier reads 31 December of year -1.
-  ExpectDate(Date(-714415L), 30, 12, 0);
   ExpectDate(Date(-714779L), 1, 1, 0);
   ExpectDate(Date(-714780L), 31, 12, -1);
-  ExpectDate(Date(-714781L), 31, 12, -1);
   ExpectDate(Date(-2147483647L - 1), 31, 12, -1);
   ExpectDate(Date(2147483647L), 12, 7, 5881567);
 }
 
-TEST(DateCalendar, KnownSerialsAndWeekdays) {
-  EXPECT_EQ(static_cast<long>(Date(1, 1, 1957)), 0);
-  EXPECT_EQ(Date(1, 1, 1957).DayOfWeek(), 2);
-  EXPECT_EQ(static_cast<long>(Date(31, 12, 1956)), -1);
-  EXPECT_EQ(Date(31, 12, 1956).DayOfWeek(), 1);
-  EXPECT_EQ(Date(-2L).DayOfWeek(), 7);
+TEST(DateCalendar, KnownSerialsAndClampedComponents) {
   EXPECT_EQ(static_cast<long>(Date(1, 1, 2000)), 15705);
-  EXPECT_EQ(LeapYear(2000, 2), 1);
-  EXPECT_EQ(LeapYear(1900, 2), 0);
-  EXPECT_EQ(LeapYear(2012, 3), 0);
-  EXPECT_EQ(LeapYear(2012, 2), 1);
-}
+  EXPECT_EQ(Date(-2L).DayOfWeek(), 7);
+  EXPECT_EQ(LeapYear(2000, 2) + LeapYear(1900, 2) + LeapYear(2012, 3), 1);
 
-TEST(DateCalendar, ComponentsAreClamped) {
   ExpectDate(Date(31, 2, 2012), 29, 2, 2012);
   ExpectDate(Date(0, 13, 0), 1, 12, 1);
   ExpectDate(Date(1, 1, 12000), 1, 1, 9999);
-  ExpectDate(Date(40, 4, 2013), 30, 4, 2013);
   // Far out of range: no overflow, only clamping.
   ExpectDate(Date(Days(2147483647), Months(-2147483647 - 1), Years(2147483647)), 31, 1, 9999);
 }
 
 TEST(DateCalendar, EveryConstructorOrderMeansTheSameDate) {
   const long expected = Date(5, 3, 2013);
-  EXPECT_EQ(static_cast<long>(Date(Days(5), Months(3), Years(2013))), expected);
-  EXPECT_EQ(static_cast<long>(Date(Months(3), Days(5), Years(2013))), expected);
-  EXPECT_EQ(static_cast<long>(Date(Months(3), Years(2013), Days(5))), expected);
-  EXPECT_EQ(static_cast<long>(Date(Years(2013), Months(3), Days(5))), expected);
-  EXPECT_EQ(static_cast<long>(Date(Years(2013), Days(5), Months(3))), expected);
-  EXPECT_EQ(static_cast<long>(Date(Days(5), Years(2013), Months(3))), expected);
-  ExpectDate(Date(Years(2013)), 1, 1, 2013);
+  for (const Date& d : {Date(Days(5), Months(3), Years(2013)), Date(Months(3), Days(5), Years(2013)),
+                        Date(Months(3), Years(2013), Days(5)), Date(Years(2013), Months(3), Days(5)),
+                        Date(Years(2013), Days(5), Months(3)), Date(Days(5), Years(2013), Months(3))}) {
+    EXPECT_EQ(static_cast<long>(d), expected);
+  }
   ExpectDate(Date(Months(7)), 1, 7, 1);
-  ExpectDate(Date(Days(20)), 20, 1, 1);
-}
 
-TEST(DateCalendar, ReplacingAComponentClampsTheDay) {
+  // Replacing a component clamps the day.
   Date d(31, 1, 2013);
   d = Months(2);
   ExpectDate(d, 28, 2, 2013);
@@ -124,14 +115,10 @@ TEST(DateCalendar, ReplacingAComponentClampsTheDay) {
 
 TEST(DateCalendar, WeekMaxDayAndSameMonth) {
   // March 2013 begins on a Friday: 1-3 are week 1, 4-10 week 2.
-  EXPECT_EQ(Date(1, 3, 2013).Week(), 1);
   EXPECT_EQ(Date(3, 3, 2013).Week(), 1);
   EXPECT_EQ(Date(4, 3, 2013).Week(), 2);
   EXPECT_EQ(Date(31, 3, 2013).Week(), 5);
-  EXPECT_EQ(Date(15, 2, 2012).MaxDay(), 29);
-  Date d(15, 2, 2013);
-  EXPECT_EQ(d.SetMaxDay(), 28);
-  ExpectDate(d, 28, 2, 2013);
+  EXPECT_EQ(Date(15, 2, 2013).SetMaxDay(), 28);
   EXPECT_TRUE(Date(1, 3, 2013).InSameMonth(Date(31, 3, 2013)));
   EXPECT_FALSE(Date(1, 3, 2013).InSameMonth(Date(1, 3, 2012)));
 }
@@ -140,38 +127,27 @@ TEST(DateArithmetic, DaysAndSteps) {
   Date d(28, 2, 2012);
   ExpectDate(d + Days(1), 29, 2, 2012);
   ExpectDate(d + Days(2), 1, 3, 2012);
-  ExpectDate(d - Days(28), 31, 1, 2012);
   ExpectDate(d - 59L, 31, 12, 2011);
   d += Days(366);
   ExpectDate(d, 28, 2, 2013);
   d -= Days(365);
-  ExpectDate(d, 29, 2, 2012);
   d++;
   ExpectDate(d, 1, 3, 2012);
-  --d;
-  ExpectDate(d, 29, 2, 2012);
 }
 
 TEST(DateArithmetic, MonthsKeepTheDayWithinTheTargetMonth) {
   ExpectDate(Date(31, 1, 2013) + Months(1), 28, 2, 2013);
   ExpectDate(Date(31, 1, 2012) + Months(1), 29, 2, 2012);
-  ExpectDate(Date(31, 12, 2012) + Months(2), 28, 2, 2013);
   ExpectDate(Date(15, 11, 2012) + Months(26), 15, 1, 2015);
-  ExpectDate(Date(15, 3, 2013) + Months(-3), 15, 12, 2012);
-  ExpectDate(Date(15, 3, 2013) + Months(-14), 15, 1, 2012);
   ExpectDate(Date(15, 3, 2013) + Months(-15), 15, 12, 2011);
-  ExpectDate(Date(15, 3, 2013) - Months(3), 15, 12, 2012);
-  ExpectDate(Date(15, 3, 2013) - Months(15), 15, 12, 2011);
   ExpectDate(Date(15, 3, 2013) - Months(14), 15, 1, 2012);
   ExpectDate(Date(31, 3, 2012) - Months(1), 29, 2, 2012);
-  ExpectDate(Date(31, 5, 2013) - Months(1), 30, 4, 2013);
   ExpectDate(Date(31, 3, 2013) - Months(-1), 30, 4, 2013);
   // Subtracting a negative count past the year's end stops at December of
   // the same year.
   ExpectDate(Date(15, 3, 2013) - Months(-10), 15, 12, 2013);
   Date d(31, 1, 2013);
   d += Months(1);
-  ExpectDate(d, 28, 2, 2013);
   d -= Months(1);
   ExpectDate(d, 28, 1, 2013);
 }
@@ -183,73 +159,34 @@ TEST(DateArithmetic, YearsAtLeapDays) {
   ExpectDate(Date(29, 2, 2012) - Years(12), 29, 2, 2000);
   ExpectDate(Date(5, 3, 9990) + Years(100), 5, 3, 9999);
   ExpectDate(Date(5, 3, 20) - Years(100), 5, 3, 1);
-  Date d(29, 2, 2012);
-  d += Years(1);
-  d -= Years(1);
-  ExpectDate(d, 28, 2, 2012);
 }
 
 TEST(DateArithmetic, DecadesAndQuarters) {
-  Date d(25, 2, 2012);
-  d.SetEndDecad();
-  ExpectDate(d, 29, 2, 2012);
-  d = Date(15, 2, 2012);
-  d.SetEndDecad();
-  ExpectDate(d, 20, 2, 2012);
-  d = Date(10, 2, 2012);
-  d.SetStartDecad();
-  ExpectDate(d, 1, 2, 2012);
-  d = Date(21, 2, 2012);
-  d.SetStartDecad();
-  ExpectDate(d, 21, 2, 2012);
-  d = Date(25, 2, 2013);
-  d.NextDecad();
-  ExpectDate(d, 1, 3, 2013);
-  d = Date(11, 2, 2013);
-  d.SetStartDecad();
-  ExpectDate(d, 11, 2, 2013);
+  ExpectDate(After(Date(25, 2, 2012), &Date::SetEndDecad), 29, 2, 2012);
+  ExpectDate(After(Date(15, 2, 2012), &Date::SetEndDecad), 20, 2, 2012);
+  ExpectDate(After(Date(10, 2, 2012), &Date::SetStartDecad), 1, 2, 2012);
+  ExpectDate(After(Date(25, 2, 2013), &Date::NextDecad), 1, 3, 2013);
+  ExpectDate(After(Date(15, 5, 2013), &Date::SetStartCuartal), 1, 4, 2013);
+  ExpectDate(After(Date(15, 5, 2013), &Date::SetEndCuartal), 30, 6, 2013);
+  ExpectDate(After(Date(1, 12, 2013), &Date::NextCuartal), 1, 1, 2014);
 
-  d = Date(15, 5, 2013);
-  d.SetStartCuartal();
-  ExpectDate(d, 1, 4, 2013);
-  d.SetEndCuartal();
-  ExpectDate(d, 30, 6, 2013);
-  d = Date(1, 12, 2013);
-  d.NextCuartal();
-  ExpectDate(d, 1, 1, 2014);
-  d = Date(31, 3, 2013);
-  d.SetEndCuartal();
-  ExpectDate(d, 31, 3, 2013);
-}
-
-TEST(DateFunctions, LimitShortDate) {
   long serial = 40000;
   LimitShortDate(serial);
   EXPECT_EQ(serial, 32767);
   serial = -40000;
   LimitShortDate(serial);
   EXPECT_EQ(serial, -32768);
-  serial = 1234;
-  LimitShortDate(serial);
-  EXPECT_EQ(serial, 1234);
 }
 
 TEST(DateTexts, NamesAndWrittenOutDates) {
   char buf[64];
-  EXPECT_STREQ(Date::GetMonthName(buf, 1), "январь");
   EXPECT_STREQ(Date::GetMonthName(buf, 12), "декабрь");
   EXPECT_STREQ(Date::GetMonthName(buf, 13), "");
   EXPECT_STREQ(Date(5, 3, 2013).TextDayMonth(buf), "март");
-  EXPECT_STREQ(Date(5, 1, 2013).TextDayMonthDeclination(buf), "января");
   EXPECT_STREQ(Date(5, 5, 2013).TextDayMonthDeclination(buf), "мая");
-  EXPECT_STREQ(Date(5, 3, 2013).TextDayMonthDeclination(buf), "марта");
-  EXPECT_STREQ(Date(5, 8, 2013).TextDayMonthDeclination(buf), "августа");
-  EXPECT_STREQ(Date(4, 3, 2013).TextDayWeek(buf), "понедельник");
   EXPECT_STREQ(Date(10, 3, 2013).TextDayWeek(buf), "воскресенье");
   EXPECT_STREQ(Date(8, 3, 2013).TextDate(buf), "8 марта 2013 г.");
-  EXPECT_STREQ(Date(1, 5, 2013).TextDate(buf), "1 мая 2013 г.");
   EXPECT_STREQ(Date(31, 8, 1999).TextDate(buf), "31 августа 1999 г.");
-  EXPECT_STREQ(Date(1, 6, 2013).TextDate(buf), "1 июня 2013 г.");
   EXPECT_STREQ(Date(Date::kEmpty).TextDate(buf), "");
 }
 
@@ -257,13 +194,9 @@ TEST(DateMasks, WritingInEitherCase) {
   char buf[64];
   const Date d(5, 3, 2013);
   EXPECT_STREQ(d.ToString(buf, "дд.мм.гггг"), "05.03.2013");
-  EXPECT_STREQ(d.ToString(buf, "ДД/ММ/ГГГГ"), "05/03/2013");
   EXPECT_STREQ(d.ToString(buf, nullptr), "05.03.13");
-  EXPECT_STREQ(d.ToString(buf, ""), "05.03.13");
-  EXPECT_STREQ(d.ToString(buf, "дд.дд"), "05.дд");
   EXPECT_STREQ(d.ToString(buf, "Дд-мМ-г"), "05-03-3");
-  EXPECT_STREQ(d.ToString(buf, "ддддд"), "00005");
-  EXPECT_STREQ(d.ToString(buf, "г/гггг"), "3/гггг");
+  EXPECT_STREQ(d.ToString(buf, "ддддд.дд"), "00005.дд");
   EXPECT_STREQ(Date(Date::kEmpty).ToString(buf, "дд"), "");
   // Widths stop at 20.
   EXPECT_EQ(std::string(d.ToString(buf, "гггггггггггггггггггггггг")), std::string(16, '0') + "2013");
@@ -275,16 +208,11 @@ TEST(DateMasks, WritingInEitherCase) {
 TEST(DateMasks, ReadingFreeAndFixedWidth) {
   InitDateGuard guard;
   DateTimeUtils::SetInitDate(Date(20, 6, 2010));
-  ExpectDate(Date().FromString("5.3.13", nullptr, false), 5, 3, 2013);
-  ExpectDate(Date().FromString("5.3.75", nullptr, false), 5, 3, 1975);
   ExpectDate(Date().FromString("5.3.57"), 5, 3, 2057);
   ExpectDate(Date().FromString("5.3.58"), 5, 3, 1958);
   ExpectDate(Date().FromString("5.3.1812"), 5, 3, 1812);
   EXPECT_EQ(static_cast<long>(Date().FromString("abc")), Date::kEmpty);
-  EXPECT_EQ(static_cast<long>(Date().FromString(nullptr)), Date::kEmpty);
-  ExpectDate(Date().FromString("050313", "ддммгг", true), 5, 3, 13);
   ExpectDate(Date().FromString("050313", "ДДММГГ", true), 5, 3, 13);
-  ExpectDate(Date().FromString("0503", "ддммгггг", true), 5, 3, 1);
   // Fixed width takes digits only where they stand.
   ExpectDate(Date().FromString("05.03.13", "ддммгг", true), 5, 6, 1);
   // Missing parts: the day becomes 1, the month and (without a year in the
@@ -298,10 +226,8 @@ TEST(DateMasks, ReadingFreeAndFixedWidth) {
 
 TEST(DateMasks, IsSeparated) {
   EXPECT_FALSE(Date::IsSeparated(nullptr));
-  EXPECT_FALSE(Date::IsSeparated(""));
   EXPECT_FALSE(Date::IsSeparated("050313"));
   EXPECT_TRUE(Date::IsSeparated("05.03.13"));
-  EXPECT_TRUE(Date::IsSeparated("x"));
 }
 
 TEST(DateTimeUtilsTest, InitialDateFeedsDefaultConstruction) {
@@ -318,9 +244,7 @@ TEST(DateTimeUtilsTest, InitialDateFeedsDefaultConstruction) {
   // Allow for midnight passing between the two calls.
   EXPECT_LE(static_cast<long>(today) - static_cast<long>(DateTimeUtils::GetInitDate()), 1);
   EXPECT_GE(static_cast<long>(DateTimeUtils::GetInitDate()), static_cast<long>(Date(1, 1, 2024)));
-  const long now = DateTimeUtils::GetInitTime();
-  EXPECT_GE(now, 0);
-  EXPECT_LT(now, 86400);
+  EXPECT_LT(static_cast<unsigned long>(DateTimeUtils::GetInitTime()), 86400u);
 }
 
 }  // namespace

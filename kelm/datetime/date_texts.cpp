@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "kelm/datetime/date.h"
+#include "kelm/datetime/internal/mask_values.h"
 
 using kelm::datetime_internal::WriteDecimal;
 

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "kelm/datetime/internal/mask_values.h"
 #include "kelm/text/char_classes.h"
 
 namespace {

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "kelm/datetime/internal/mask_values.h"
 #include "kelm/datetime/mask_text.h"
 #include "kelm/port/clock.h"
 

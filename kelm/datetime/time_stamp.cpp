@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "kelm/datetime/internal/mask_values.h"
 #include "kelm/datetime/mask_text.h"
 #include "kelm/port/clock.h"
 
@@ -123,36 +124,20 @@ void TimeStamp::FromSeconds(long long seconds) {
   time_ = Time(static_cast<std::int32_t>(seconds % kSecondsPerDay));
 }
 
-TimeStamp TimeStamp::operator+(int seconds) const {
-  TimeStamp result(*this);
-  result.FromSeconds(ToSeconds() + seconds);
-  return result;
-}
-
-TimeStamp TimeStamp::operator+(long seconds) const {
-  TimeStamp result(*this);
-  result.FromSeconds(ToSeconds() + seconds);
-  return result;
-}
-
-TimeStamp TimeStamp::operator-(int seconds) const {
-  TimeStamp result(*this);
-  result.FromSeconds(ToSeconds() - seconds);
-  return result;
-}
-
-TimeStamp& TimeStamp::operator+=(int seconds) {
+TimeStamp& TimeStamp::AddSeconds(long long seconds) {
   FromSeconds(ToSeconds() + seconds);
   return *this;
 }
 
-TimeStamp& TimeStamp::operator-=(int seconds) {
-  FromSeconds(ToSeconds() - seconds);
-  return *this;
+TimeStamp TimeStamp::operator+(int seconds) const { return TimeStamp(*this).AddSeconds(seconds); }
+TimeStamp TimeStamp::operator+(long seconds) const { return TimeStamp(*this).AddSeconds(seconds); }
+TimeStamp TimeStamp::operator-(int seconds) const {
+  return TimeStamp(*this).AddSeconds(-static_cast<long long>(seconds));
 }
-
-TimeStamp& TimeStamp::operator++() { return *this += 1; }
-TimeStamp& TimeStamp::operator--() { return *this -= 1; }
+TimeStamp& TimeStamp::operator+=(int seconds) { return AddSeconds(seconds); }
+TimeStamp& TimeStamp::operator-=(int seconds) { return AddSeconds(-static_cast<long long>(seconds)); }
+TimeStamp& TimeStamp::operator++() { return AddSeconds(1); }
+TimeStamp& TimeStamp::operator--() { return AddSeconds(-1); }
 
 TimeStamp TimeStamp::operator-(const TimeStamp& other) const {
   TimeStamp result(*this);
@@ -169,7 +154,7 @@ TimeStamp TimeStamp::operator+(long long packed_delta) const {
 }
 
 void TimeStamp::DayTime() {
-  if (IsEmpty() || time_.IsEmpty()) return;
+  if (time_.IsEmpty()) return;  // the empty stamp too
   const long seconds = time_;
   date_ = Date(static_cast<std::int32_t>(static_cast<long long>(static_cast<long>(date_)) + seconds / kSecondsPerDay));
   time_ = Time(static_cast<long>(seconds % kSecondsPerDay));
@@ -177,10 +162,12 @@ void TimeStamp::DayTime() {
 
 long long TimeStamp::Pvsw() const {
   if (IsEmpty()) return 0;
-  const long long days = static_cast<long>(date_) + kDaysFromYearOne;
+  // Unsigned, so that far dates wrap instead of overflowing.
+  using U = std::uint64_t;
+  const U days = static_cast<U>(static_cast<long>(date_)) + kDaysFromYearOne;
   // The stored time is UTC+3: Bias() minutes away from UTC.
-  const long long minutes = (days * 24 + Hour()) * 60 + Minute() + Bias();
-  return (minutes * 60 + Second()) * static_cast<long long>(kTicksPerSecond);
+  const U minutes = (days * 24 + static_cast<U>(Hour())) * 60 + static_cast<U>(Minute()) + static_cast<U>(Bias());
+  return static_cast<long long>((minutes * 60 + static_cast<U>(Second())) * kTicksPerSecond);
 }
 
 struct _FILETIME TimeStamp::FileTime() const {

@@ -11,9 +11,9 @@
 // packed form and Date's serial, and make every comparison ambiguous. The
 // Date members a stamp needs are forwarded.
 //
-// A stamp whose date is empty (-32768) is the empty stamp; the default empty
-// stamp has -32768 in both fields. Local times are taken as UTC+3 by the tick
-// form (Pvsw) only.
+// The empty stamp has -32768 in both fields; either field alone at -32768 is
+// an ordinary value (date -32768 is 15 April 1867). Local times are taken as
+// UTC+3 by the tick form (Pvsw) only.
 class TimeStamp {
  public:
   // The current local date and time, read by two separate clock calls: at
@@ -31,7 +31,7 @@ class TimeStamp {
   TimeStamp(unsigned char* ticks);
 
   static TimeStamp Empty() { return TimeStamp(Date(Date::kEmpty), Time(Time::kEmpty)); }
-  bool IsEmpty() const { return date_.IsEmpty(); }
+  bool IsEmpty() const { return date_.IsEmpty() && time_.IsEmpty(); }
 
   void Current();
 
@@ -84,6 +84,7 @@ class TimeStamp {
 
   // 100-nanosecond units since 1 January of year 1, taking the stored values
   // as UTC+3; 0 for the empty stamp (and for 1 January of year 1, 03:00).
+  // Computed modulo 2^64, so every date and time gives a defined result.
   long long Pvsw() const;
   // Windows FILETIME of the stored values, with no zone shift; all zeros
   // when they do not form a valid Windows time (before 1601, hour above 23).
@@ -102,6 +103,9 @@ class TimeStamp {
   long Bias() const { return -180; }
 
  private:
+  // The seconds arithmetic of the operators: FromSeconds(ToSeconds() + s).
+  TimeStamp& AddSeconds(long long seconds);
+
   Date date_;
   Time time_;
 };

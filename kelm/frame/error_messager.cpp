@@ -11,8 +11,8 @@ IErrorPolicy& APIErrorPolicy::Clone() { return *new APIErrorPolicy; }
 GVars::GlobalVarRegistrator<ErrorMessager> ErrorMessager::errMsgRegistrator;
 
 ErrorMessager::~ErrorMessager() {
-  delete forcePolicy;
-  delete policy;
+  delete force_policy_;
+  delete policy_;
 }
 
 ErrorMessager& ErrorMessager::Instance() { return *errMsgRegistrator.Get(); }
@@ -30,19 +30,19 @@ IErrorPolicy* Take(IErrorPolicy*& field) {
 }
 }  // namespace
 
-void ErrorMessager::Reset(IErrorPolicy* p) { Replace(policy, p); }
+void ErrorMessager::Reset(IErrorPolicy* p) { Replace(policy_, p); }
 
-void ErrorMessager::ForcePolicyReset(IErrorPolicy* p) { Replace(forcePolicy, p); }
+void ErrorMessager::ForcePolicyReset(IErrorPolicy* p) { Replace(force_policy_, p); }
 
-IErrorPolicy* ErrorMessager::Release() { return Take(policy); }
+IErrorPolicy* ErrorMessager::Release() { return Take(policy_); }
 
-IErrorPolicy* ErrorMessager::ReleaseForcePolicy() { return Take(forcePolicy); }
+IErrorPolicy* ErrorMessager::ReleaseForcePolicy() { return Take(force_policy_); }
 
 void ErrorMessager::Message(const std::string& text, long okAllKey, bool flag) {
-  if (forcePolicy != nullptr) {
-    forcePolicy->Message(text, okAllKey, flag);
-  } else if (policy != nullptr) {
-    policy->Message(text, okAllKey, flag);
+  if (force_policy_ != nullptr) {
+    force_policy_->Message(text, okAllKey, flag);
+  } else if (policy_ != nullptr) {
+    policy_->Message(text, okAllKey, flag);
   }
-  lastError = text;
+  last_error_ = text;
 }

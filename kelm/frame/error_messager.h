@@ -45,23 +45,23 @@ class ErrorMessager {
   // Give up the policy without deleting it; the caller owns it.
   IErrorPolicy* Release();
   IErrorPolicy* ReleaseForcePolicy();
-  IErrorPolicy* ErrorPolicy() const { return policy; }
-  IErrorPolicy* ForceErrorPolicy() const { return forcePolicy; }
+  IErrorPolicy* ErrorPolicy() const { return policy_; }
+  IErrorPolicy* ForceErrorPolicy() const { return force_policy_; }
 
   // Hands the text to the force policy, or else to the policy, then keeps it
   // as the last error. Should the policy throw, the last error stays as it was.
   void Message(const std::string& text, long okAllKey, bool flag);
 
-  const char* GetLastError() const { return lastError.c_str(); }
-  void ClrLastError() { lastError.clear(); }
+  const char* GetLastError() const { return last_error_.c_str(); }
+  void ClrLastError() { last_error_.clear(); }
 
  private:
   friend class GVars::DefaultGlobalVarAllocator<ErrorMessager>;
   ErrorMessager() = default;
 
-  IErrorPolicy* policy = nullptr;
-  IErrorPolicy* forcePolicy = nullptr;
-  std::string lastError;
+  IErrorPolicy* policy_ = nullptr;
+  IErrorPolicy* force_policy_ = nullptr;
+  std::string last_error_;
 
   static GVars::GlobalVarRegistrator<ErrorMessager> errMsgRegistrator;
 };

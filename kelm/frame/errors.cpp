@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <cstring>
+#include <optional>
 
 #include "kelm/frame/dlls.h"
 #include "kelm/frame/fatal_terminator.h"
+#include "kelm/frame/internal/error_text.h"
 #include "kelm/port/format.h"
 #include "kelm/port/message_box.h"
 #include "kelm/port/module.h"
@@ -55,10 +57,6 @@ void FormatWithSystemError(ErrorText& text, unsigned long error, const char* for
                            va_list args) {
   FormatCut(text, kMaxText, format, args);
   AppendSystemError(text, error);
-}
-
-void Dispatch(const char* text, long okAllKey) {
-  ErrorMessager::Instance().Message(text, okAllKey, false);
 }
 
 }  // namespace
@@ -122,100 +120,120 @@ ErrorText* SysErrorMsgBuf(ErrorText* buffer, const char* format, ...) {
   return buffer;
 }
 
-// Each reporting function finishes its text and its exception before it
-// dispatches: a policy may throw, and the arguments must be done with first.
-
 namespace {
 
-// The text of `code` into `text`, and the exception to throw afterwards.
-GorseCodeException CodedReport(unsigned long code, ErrorText& text, va_list args) {
-  va_list again;
-  va_copy(again, args);
-  GetMessageA(text, kDefaultCodeFormat, code, args);
-  GorseCodeException error(static_cast<int>(code), again);
-  va_end(again);
-  return error;
-}
+enum class Then { kReturn, kThrow, kTerminate };
 
-// `format` into `text`, and the exception to throw afterwards.
-Exception FormatReport(const char* format, ErrorText& text, va_list args) {
-  va_list again;
-  va_copy(again, args);
-  FormatCut(text, kMaxText, format, args);
-  Exception error(format, again);
-  va_end(again);
-  return error;
-}
+// One report. Its text, and the exception to throw, are finished while the
+// caller's arguments are open; Send and Show come after va_end, since a
+// policy may throw while the text is dispatched.
+class Report {
+ public:
+  // The module text of `code`; a GorseCodeException; the status `code`.
+  Report(Then then, unsigned long code, va_list args) : then_(then), status_(code) {
+    va_list again;
+    va_copy(again, args);
+    GetMessageA(text_, kDefaultCodeFormat, code, args);
+    if (then == Then::kThrow) coded_.emplace(static_cast<int>(code), again);
+    va_end(again);
+  }
+  // `format` with the arguments; an Exception of `format`; the status 1.
+  Report(Then then, const char* format, va_list args) : then_(then), status_(1) {
+    va_list again;
+    va_copy(again, args);
+    FormatCut(text_, kMaxText, format, args);
+    if (then == Then::kThrow) plain_.emplace(format, again);
+    va_end(again);
+  }
+  // The same followed by the description of the system error `error`; the
+  // exception is made from the finished text used once more as a format.
+  Report(Then then, const char* format, unsigned long error, va_list args)
+      : then_(then), status_(1) {
+    va_list again;
+    va_copy(again, args);
+    FormatWithSystemError(text_, error, format, args);
+    if (then == Then::kThrow) plain_.emplace(text_, again);
+    va_end(again);
+  }
 
-// The text with the system error, and the exception made from the finished
-// text used once more as a format.
-Exception SystemErrorReport(unsigned long error, const char* format, ErrorText& text,
-                            va_list args) {
-  va_list again;
-  va_copy(again, args);
-  FormatWithSystemError(text, error, format, args);
-  Exception exception(text, again);
-  va_end(again);
-  return exception;
-}
+  // Hands the text to the thread's messager; then, for Then::kTerminate,
+  // to the thread's terminator.
+  void Send(long okAllKey) {
+    ErrorMessager::Instance().Message(text_, okAllKey, false);
+    if (then_ == Then::kTerminate) KelmErrors::FatalTerminator::Instance().Terminate(status_);
+  }
+  // For Then::kThrow: hands the text to the messager, then throws.
+  [[noreturn]] void SendAndThrow(long okAllKey) {
+    ErrorMessager::Instance().Message(text_, okAllKey, false);
+    Throw();
+  }
+  // For Then::kThrow: shows the text in a message box instead, then throws.
+  [[noreturn]] void ShowAndThrow() {
+    APIMsgBox(text_, 0, false);
+    Throw();
+  }
+
+ private:
+  [[noreturn]] void Throw() {
+    if (coded_) throw *coded_;
+    throw *plain_;
+  }
+
+  Then then_;
+  unsigned long status_;
+  ErrorText text_;
+  std::optional<GorseCodeException> coded_;
+  std::optional<Exception> plain_;
+};
 
 }  // namespace
 
 void ErrorMsg(unsigned long code, ...) {
   va_list args;
   va_start(args, code);
-  ErrorText text;
-  GetMessageA(text, kDefaultCodeFormat, code, args);
+  Report report(Then::kReturn, code, args);
   va_end(args);
-  Dispatch(text, 0);
+  report.Send(0);
 }
 
 void ErrorMsgOkAll(unsigned long code, ...) {
   va_list args;
   va_start(args, code);
-  ErrorText text;
-  GetMessageA(text, kDefaultCodeFormat, code, args);
+  Report report(Then::kReturn, code, args);
   va_end(args);
-  Dispatch(text, static_cast<long>(code));
+  report.Send(static_cast<long>(code));
 }
 
 void Error(unsigned long code, ...) {
   va_list args;
   va_start(args, code);
-  ErrorText text;
-  const GorseCodeException error = CodedReport(code, text, args);
+  Report report(Then::kThrow, code, args);
   va_end(args);
-  Dispatch(text, 0);
-  throw error;
+  report.SendAndThrow(0);
 }
 
 void ErrorOkAll(unsigned long code, ...) {
   va_list args;
   va_start(args, code);
-  ErrorText text;
-  const GorseCodeException error = CodedReport(code, text, args);
+  Report report(Then::kThrow, code, args);
   va_end(args);
-  Dispatch(text, static_cast<long>(code));
-  throw error;
+  report.SendAndThrow(static_cast<long>(code));
 }
 
 void FatalError(unsigned long code, ...) {
   va_list args;
   va_start(args, code);
-  ErrorText text;
-  GetMessageA(text, kDefaultCodeFormat, code, args);
+  Report report(Then::kTerminate, code, args);
   va_end(args);
-  Dispatch(text, 0);
-  KelmErrors::FatalTerminator::Instance().Terminate(code);
+  report.Send(0);
 }
 
 void ErrorMsg(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  ErrorText text;
-  FormatCut(text, kMaxText, format, args);
+  Report report(Then::kReturn, format, args);
   va_end(args);
-  Dispatch(text, 0);
+  report.Send(0);
 }
 
 void ErrorMsg(const std::string& text) {
@@ -226,72 +244,60 @@ void ErrorMsg(const std::string& text) {
 void ErrorMsgOkAll(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  ErrorText text;
-  FormatCut(text, kMaxText, format, args);
+  Report report(Then::kReturn, format, args);
   va_end(args);
-  Dispatch(text, KeyOf(format));
+  report.Send(KeyOf(format));
 }
 
 void Error(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  ErrorText text;
-  const Exception error = FormatReport(format, text, args);
+  Report report(Then::kThrow, format, args);
   va_end(args);
-  Dispatch(text, 0);
-  throw error;
+  report.SendAndThrow(0);
 }
 
 void ErrorOkAll(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  ErrorText text;
-  const Exception error = FormatReport(format, text, args);
+  Report report(Then::kThrow, format, args);
   va_end(args);
-  Dispatch(text, KeyOf(format));
-  throw error;
+  report.SendAndThrow(KeyOf(format));
 }
 
 void FatalErrorMsg(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  ErrorText text;
-  FormatCut(text, kMaxText, format, args);
+  Report report(Then::kTerminate, format, args);
   va_end(args);
-  Dispatch(text, 0);
-  KelmErrors::FatalTerminator::Instance().Terminate(1);
+  report.Send(0);
 }
 
 void SysErrorMsg(const char* format, ...) {
   const unsigned long error = kelm::port::LastSystemError();
   va_list args;
   va_start(args, format);
-  ErrorText text;
-  FormatWithSystemError(text, error, format, args);
+  Report report(Then::kReturn, format, error, args);
   va_end(args);
-  Dispatch(text, 0);
+  report.Send(0);
 }
 
 void SysError(const char* format, ...) {
   const unsigned long error = kelm::port::LastSystemError();
   va_list args;
   va_start(args, format);
-  ErrorText text;
-  const Exception exception = SystemErrorReport(error, format, text, args);
+  Report report(Then::kThrow, format, error, args);
   va_end(args);
-  Dispatch(text, 0);
-  throw exception;
+  report.SendAndThrow(0);
 }
 
 void APISysError(const char* format, ...) {
   const unsigned long error = kelm::port::LastSystemError();
   va_list args;
   va_start(args, format);
-  ErrorText text;
-  const Exception exception = SystemErrorReport(error, format, text, args);
+  Report report(Then::kThrow, format, error, args);
   va_end(args);
-  APIMsgBox(text, 0, false);
-  throw exception;
+  report.ShowAndThrow();
 }
 
 void APIMsgBox(const char* text, long, bool) {

@@ -38,7 +38,7 @@ class Exception : public AException {
   String Description() const override;
 
  protected:
-  char message[kMessageSize];
+  char text_[kMessageSize];
 
  private:
   std::string DescriptionEx() const override;
@@ -56,10 +56,10 @@ class GorseCodeException : public Exception {
   // format gives "Ошибка с кодом %X" with the code.
   GorseCodeException(int code, const char* format, ...);
 
-  int Code() const { return code; }
+  int Code() const { return code_; }
 
  private:
-  int code;
+  int code_;
 };
 
 // Raised by the archives.
@@ -79,10 +79,10 @@ class BadPathException : public Exception {
  public:
   // A null name is kept as an empty one.
   explicit BadPathException(const char* fileName);
-  const char* GetFileName() const { return fileName.c_str(); }
+  const char* GetFileName() const { return file_name_.c_str(); }
 
  private:
-  std::string fileName;
+  std::string file_name_;
 };
 
 #endif  // KELM_FRAME_EXCEPTIONS_H_

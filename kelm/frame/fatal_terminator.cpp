@@ -14,24 +14,24 @@ void WindowsTerminatePolicy::Terminate(unsigned long status) {
 
 GVars::GlobalVarRegistrator<FatalTerminator> FatalTerminator::fatalTerminatorRegistrator;
 
-FatalTerminator::FatalTerminator() : policy(new DefaultFatalTerminationPolicy) {}
+FatalTerminator::FatalTerminator() : policy_(new DefaultFatalTerminationPolicy) {}
 
-FatalTerminator::~FatalTerminator() { delete policy; }
+FatalTerminator::~FatalTerminator() { delete policy_; }
 
 FatalTerminator& FatalTerminator::Instance() { return *fatalTerminatorRegistrator.Get(); }
 
 void FatalTerminator::Terminate(unsigned long status) {
-  if (policy != nullptr) policy->Terminate(status);
+  if (policy_ != nullptr) policy_->Terminate(status);
 }
 
 void FatalTerminator::Reset(IFatalTerminationPolicy* p) {
-  if (policy != nullptr && policy != p) delete policy;
-  policy = p;
+  if (policy_ != nullptr && policy_ != p) delete policy_;
+  policy_ = p;
 }
 
 IFatalTerminationPolicy* FatalTerminator::Release() {
-  IFatalTerminationPolicy* released = policy;
-  policy = nullptr;
+  IFatalTerminationPolicy* released = policy_;
+  policy_ = nullptr;
   return released;
 }
 

@@ -46,7 +46,7 @@ class FatalTerminator {
   friend class GVars::DefaultGlobalVarAllocator<FatalTerminator>;
   FatalTerminator();
 
-  IFatalTerminationPolicy* policy;
+  IFatalTerminationPolicy* policy_;
 
   static GVars::GlobalVarRegistrator<FatalTerminator> fatalTerminatorRegistrator;
 };

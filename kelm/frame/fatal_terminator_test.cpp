@@ -31,15 +31,7 @@ class FatalTerminatorTest : public testing::Test {
   void TearDown() override { FatalTerminator::Instance().Reset(new KelmErrors::DefaultFatalTerminationPolicy); }
 };
 
-TEST_F(FatalTerminatorTest, ReleasedPolicyLeavesTerminateReturning) {
-  IFatalTerminationPolicy* policy = FatalTerminator::Instance().Release();
-  ASSERT_NE(policy, nullptr);  // a new terminator has the default policy
-  FatalTerminator::Instance().Terminate(5);
-  SUCCEED();  // still running
-  delete policy;
-}
-
-TEST_F(FatalTerminatorTest, ResetOwnershipRules) {
+TEST_F(FatalTerminatorTest, OwnedPerThreadPolicies) {
   int deleted = 0;
   auto* first = new RecordingPolicy(&deleted);
   FatalTerminator::Instance().Reset(first);
@@ -52,9 +44,7 @@ TEST_F(FatalTerminatorTest, ResetOwnershipRules) {
   EXPECT_EQ(deleted, 1);
   delete FatalTerminator::Instance().Release();
   EXPECT_EQ(deleted, 2);
-}
 
-TEST_F(FatalTerminatorTest, PoliciesArePerThread) {
   auto* mine = new RecordingPolicy;
   FatalTerminator::Instance().Reset(mine);
   IFatalTerminationPolicy* others = nullptr;
@@ -79,16 +69,6 @@ TEST(FatalTerminatorDeathTest, DefaultPolicyExitsThroughTheRuntime) {
         FatalTerminator::Instance().Terminate(7);
       },
       testing::ExitedWithCode(7), "exit handlers ran");
-}
-
-TEST(FatalTerminatorDeathTest, DefaultPolicyInAnotherThread) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(
-      {
-        std::thread([] { FatalTerminator::Instance().Terminate(12); }).join();
-        std::exit(0);
-      },
-      testing::ExitedWithCode(12), "");
 }
 
 TEST(FatalTerminatorDeathTest, TerminatePolicyEndsAtOnce) {

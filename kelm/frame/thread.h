@@ -38,7 +38,7 @@ class Thread {
   ThreadProcs* procs_;  // owned
   HANDLE handle_;
   unsigned long id_;
-  bool waitOnDestroy_;
+  bool wait_on_destroy_;
 };
 
 #endif  // KELM_FRAME_THREAD_H_

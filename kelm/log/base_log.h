@@ -13,13 +13,6 @@ namespace kelm {
 
 // A record: a stream over a LogStreamBuf and the record's creation time. A
 // record belongs to the thread composing it. Destruction does not flush.
-//
-// Setting up a standard stream costs more than composing a short record, so
-// a record borrows its stream from a per-thread pool and gives it back when
-// destroyed. A borrowed stream starts as a new one would: good state, default
-// flags, width, precision and fill, no exceptions, no tie, the global locale.
-// Only what a client stores in its iword/pword slots or registers with
-// register_callback stays with the pooled stream.
 class BaseLog {
  public:
   using LocalTime = std::chrono::local_time<std::chrono::microseconds>;
@@ -29,13 +22,13 @@ class BaseLog {
   virtual ~BaseLog();
 
   // The record's stream: log() << ...
-  std::ostream& operator()() { return *mStream; }
+  std::ostream& operator()() { return stream_; }
 
   // False for a null log (one without a buffer), which drops what it is given.
-  bool IsNotNull() const { return mBuf != nullptr; }
+  bool IsNotNull() const { return buf_ != nullptr; }
 
   // Local time, to the microsecond, when the record was constructed.
-  const LocalTime& CreationTime() const { return mCreationTime; }
+  const LocalTime& CreationTime() const { return creation_time_; }
 
  protected:
   // `buf` (not owned) may be null: a null log.
@@ -45,9 +38,9 @@ class BaseLog {
   void flush(std::ostream& out) const;
 
  private:
-  LocalTime mCreationTime;
-  LogStreamBuf* mBuf;
-  std::ostream* mStream;  // borrowed from the thread's pool until destruction
+  LocalTime creation_time_;
+  LogStreamBuf* buf_;
+  std::ostream stream_;
 };
 
 namespace internal {
@@ -55,7 +48,7 @@ namespace internal {
 // Holds the buffer of a BaseBufLog; as the first base it is built before the
 // BaseLog that writes into it and outlives it.
 struct LogBufHolder {
-  LogStreamBuf mOwnBuf;
+  LogStreamBuf ownBuf;
 };
 
 }  // namespace internal

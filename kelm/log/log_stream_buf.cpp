@@ -13,12 +13,12 @@ LogStreamBuf::BufVector::BufVector(const BufVector& other) { *this = other; }
 LogStreamBuf::BufVector& LogStreamBuf::BufVector::operator=(const BufVector& other) {
   if (this == &other) return *this;
   Free();
-  if (other.mCapacity == 0) return *this;
-  mBlocks = new Buf*[other.mCapacity];
-  mCapacity = other.mCapacity;
-  for (; mCount < other.mCount; ++mCount) {
-    const Buf* source = other.mBlocks[mCount];
-    mBlocks[mCount] = source ? new Buf(*source) : nullptr;
+  if (other.capacity_ == 0) return *this;
+  blocks_ = new Buf*[other.capacity_];
+  capacity_ = other.capacity_;
+  for (; count_ < other.count_; ++count_) {
+    const Buf* source = other.blocks_[count_];
+    blocks_[count_] = source ? new Buf(*source) : nullptr;
   }
   return *this;
 }
@@ -26,35 +26,35 @@ LogStreamBuf::BufVector& LogStreamBuf::BufVector::operator=(const BufVector& oth
 LogStreamBuf::BufVector::~BufVector() { Free(); }
 
 void LogStreamBuf::BufVector::Free() {
-  for (unsigned i = 0; i < mCount; ++i) delete mBlocks[i];
-  delete[] mBlocks;
-  mBlocks = nullptr;
-  mCount = 0;
-  mCapacity = 0;
+  for (unsigned i = 0; i < count_; ++i) delete blocks_[i];
+  delete[] blocks_;
+  blocks_ = nullptr;
+  count_ = 0;
+  capacity_ = 0;
 }
 
 char* LogStreamBuf::BufVector::AddBuf() {
-  if (mCount == mCapacity) {
-    Buf** grown = new (std::nothrow) Buf*[mCapacity + mCapacityStep];
+  if (count_ == capacity_) {
+    Buf** grown = new (std::nothrow) Buf*[capacity_ + mCapacityStep];
     if (grown == nullptr) return nullptr;
-    std::copy(mBlocks, mBlocks + mCount, grown);
-    delete[] mBlocks;
-    mBlocks = grown;
-    mCapacity += mCapacityStep;
+    std::copy(blocks_, blocks_ + count_, grown);
+    delete[] blocks_;
+    blocks_ = grown;
+    capacity_ += mCapacityStep;
   }
   Buf* block = new (std::nothrow) Buf();
-  mBlocks[mCount++] = block;
+  blocks_[count_++] = block;
   return block ? block->bytes : nullptr;
 }
 
 char* LogStreamBuf::BufVector::operator[](unsigned i) const {
-  if (i >= mCount || mBlocks[i] == nullptr) return nullptr;
-  return mBlocks[i]->bytes;
+  if (i >= count_ || blocks_[i] == nullptr) return nullptr;
+  return blocks_[i]->bytes;
 }
 
 // LogStreamBuf --------------------------------------------------------------
 
-LogStreamBuf::LogStreamBuf() { setp(mFirstBuf, mFirstBuf + mBufSize); }
+LogStreamBuf::LogStreamBuf() { setp(first_buf_, first_buf_ + mBufSize); }
 
 LogStreamBuf::~LogStreamBuf() = default;
 
@@ -66,8 +66,8 @@ void LogStreamBuf::flush(std::ostream& out) const {
     const std::streamsize length = block == pbase() ? pptr() - pbase() : std::streamsize{mBufSize};
     out.write(block, length);
   };
-  write(mFirstBuf);
-  for (unsigned i = 0; i < mBufs.Size(); ++i) write(mBufs[i]);
+  write(first_buf_);
+  for (unsigned i = 0; i < bufs_.Size(); ++i) write(bufs_[i]);
 }
 
 LogStreamBuf::int_type LogStreamBuf::overflow(int_type c) {

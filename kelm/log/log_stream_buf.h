@@ -33,15 +33,15 @@ class LogStreamBuf : public std::streambuf {
     char* AddBuf();
     // Null when `i` is not below Size().
     char* operator[](unsigned i) const;
-    unsigned Size() const { return mCount; }
-    unsigned Capacity() const { return mCapacity; }
+    unsigned Size() const { return count_; }
+    unsigned Capacity() const { return capacity_; }
 
    private:
     void Free();
 
-    Buf** mBlocks = nullptr;
-    unsigned mCount = 0;
-    unsigned mCapacity = 0;
+    Buf** blocks_ = nullptr;
+    unsigned count_ = 0;
+    unsigned capacity_ = 0;
   };
 
   LogStreamBuf();
@@ -54,8 +54,8 @@ class LogStreamBuf : public std::streambuf {
   void flush(std::ostream& out) const;
 
   // Blocks after the first one.
-  unsigned ExtraBlocks() const { return mBufs.Size(); }
-  unsigned ExtraBlocksCapacity() const { return mBufs.Capacity(); }
+  unsigned ExtraBlocks() const { return bufs_.Size(); }
+  unsigned ExtraBlocksCapacity() const { return bufs_.Capacity(); }
 
  protected:
   int_type overflow(int_type c) override;
@@ -63,10 +63,10 @@ class LogStreamBuf : public std::streambuf {
   int sync() override { return 0; }
 
  private:
-  char* AddBuf() { return mBufs.AddBuf(); }
+  char* AddBuf() { return bufs_.AddBuf(); }
 
-  char mFirstBuf[mBufSize];
-  BufVector mBufs;
+  char first_buf_[mBufSize];
+  BufVector bufs_;
 };
 
 }  // namespace kelm

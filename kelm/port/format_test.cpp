@@ -39,16 +39,9 @@ TEST(FormatBoundedTest, ShorterExactAndLongerResults) {
   Result exact = Format(3, "%s", "abc");
   EXPECT_EQ(exact.returned, 3);
   EXPECT_EQ(exact.bytes, "abc#");  // no terminator
-  Result longer = Format(4, "%d", 1234567);
-  EXPECT_EQ(longer.returned, -1);
-  EXPECT_EQ(longer.bytes, "1234#");
-  Result nothing = Format(0, "x");
-  EXPECT_EQ(nothing.returned, -1);
-  EXPECT_EQ(nothing.bytes, "#");
+  EXPECT_EQ(Format(4, "%d", 1234567), (Result{-1, "1234#"}));
+  EXPECT_EQ(Format(0, "x"), (Result{-1, "#"}));
   EXPECT_EQ(Format(0, "").returned, 0);
-}
-
-TEST(FormatBoundedTest, NullFormatOrBufferIsRejected) {
   char buffer[4] = "xy";
   va_list none{};
   EXPECT_EQ(FormatBounded(buffer, sizeof buffer, nullptr, none), -1);
@@ -56,35 +49,20 @@ TEST(FormatBoundedTest, NullFormatOrBufferIsRejected) {
   EXPECT_EQ(FormatBounded(nullptr, 4, "abc", none), -1);
 }
 
+// The conversions are checked against glibc in bulk in format_posix_test.cpp;
+// these are the forms glibc lacks or that differ in the Windows runtime.
 TEST(FormatBoundedTest, Integers) {
-  EXPECT_EQ(Text("%d|%i|%u|%ld|%lu", -42, 7, 4000000000u, -123456L, 123456UL), "-42|7|4000000000|-123456|123456");
-  EXPECT_EQ(Text("%x|%X|%#x|%#X|%#x|%o|%#o|%#o", 255, 255, 255, 255, 0, 8, 8, 0), "ff|FF|0xff|0XFF|0|10|010|0");
-  EXPECT_EQ(Text("[%5d][%-5d][%05d][%+d][% d][%+05d]", 42, 42, -42, 42, 42, 42), "[   42][42   ][-0042][+42][ 42][+0042]");
-  EXPECT_EQ(Text("[%.3d][%8.3d][%08.3d][%.0d][%5.0d]", 7, -7, 7, 0, 0), "[007][    -007][     007][][     ]");
   EXPECT_EQ(Text("[%*d][%-*d][%.*d][%.*d]", 4, 1, 4, 2, 3, 3, -1, 4), "[   1][2   ][003][4]");
   EXPECT_EQ(Text("[%*d]", -3, 5), "[5  ]");
   EXPECT_EQ(Text("%hd|%hhu|%hx", 70000, 257, 0x12345), "4464|1|2345");
   EXPECT_EQ(Text("%lld|%llu|%I64d|%I64X|%zu", -9000000000LL, 18446744073709551615ULL, 1234567890123LL,
                  0xABCDEF012345LL, static_cast<std::size_t>(99)),
             "-9000000000|18446744073709551615|1234567890123|ABCDEF012345|99");
-  EXPECT_EQ(Text("%d|%lld", -2147483647 - 1, -9223372036854775807LL - 1), "-2147483648|-9223372036854775808");
 }
 
-TEST(FormatBoundedTest, FixedAndExponentForms) {
-  EXPECT_EQ(Text("%f|%.2f|%.0f|%#.0f|%10.3f|%-10.1f|%010.2f", 3.14159, 2.675, 2.5, 3.0, -1.5, 1.25, -3.14159),
-            "3.141590|2.67|2|3.|    -1.500|1.2       |-000003.14");
-  EXPECT_EQ(Text("%e|%.2E|%.0e|%#.0e|%e", 12345.678, 0.000123456, 5e300, 1.0, 0.0),
-            "1.234568e+04|1.23E-04|5e+300|1.e+00|0.000000e+00");
-  EXPECT_EQ(Text("%f", 1e20), "100000000000000000000.000000");
-  EXPECT_EQ(Text("%.20f", 0.1), "0.10000000000000000555");
-  EXPECT_EQ(Text("%+f|% f|%f", 1.0, 1.0, -0.0), "+1.000000| 1.000000|-0.000000");
-}
-
-TEST(FormatBoundedTest, GeneralForm) {
-  EXPECT_EQ(Text("%g|%g|%g|%g|%g|%g", 100000.0, 1000000.0, 0.0001, 0.00001, 1.5, 0.0), "100000|1e+06|0.0001|1e-05|1.5|0");
-  EXPECT_EQ(Text("%.3g|%.3g|%#.3g|%.0g|%G|%#g", 1234.5, 9.9999, 1.0, 0.5, 1e-10, 2.0), "1.23e+03|10|1.00|0.5|1E-10|2.00000");
-  EXPECT_EQ(Text("%.3g", 999.5), "1e+03");
-  EXPECT_EQ(Text("%.17g|%.30g", 0.1, 0.1), "0.10000000000000001|0.100000000000000005551115123126");
+TEST(FormatBoundedTest, RealsAreExact) {
+  EXPECT_EQ(Text("%.20f|%.30g", 0.1, 0.1), "0.10000000000000000555|0.100000000000000005551115123126");
+  EXPECT_EQ(Text("%.3g|%#g|%f", 999.5, 2.0, 1e20), "1e+03|2.00000|100000000000000000000.000000");
 }
 
 TEST(FormatBoundedTest, SpecialValuesAndHexFloats) {

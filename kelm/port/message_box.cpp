@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+#include "kelm/port/internal/message_box_hook.h"
+
 namespace kelm::port {
 namespace {
 std::atomic<MessageBoxHook> hook{nullptr};
@@ -9,8 +11,6 @@ std::atomic<MessageBoxHook> hook{nullptr};
 
 MessageBoxHook SetMessageBoxHook(MessageBoxHook replacement) { return hook.exchange(replacement); }
 
-namespace internal {
-MessageBoxHook CurrentMessageBoxHook() { return hook.load(); }
-}  // namespace internal
+MessageBoxHook internal::CurrentMessageBoxHook() { return hook.load(); }
 
 }  // namespace kelm::port

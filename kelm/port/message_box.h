@@ -15,11 +15,6 @@ void ShowMessageBox(const char* text, const char* title, unsigned flags);
 using MessageBoxHook = void (*)(const char* text, const char* title, unsigned flags);
 MessageBoxHook SetMessageBoxHook(MessageBoxHook hook);
 
-namespace internal {
-// The hook installed now, or null.
-MessageBoxHook CurrentMessageBoxHook();
-}  // namespace internal
-
 }  // namespace kelm::port
 
 #endif  // KELM_PORT_MESSAGE_BOX_H_

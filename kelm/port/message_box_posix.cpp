@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "kelm/port/internal/message_box_hook.h"
+
 namespace kelm::port {
 
 void ShowMessageBox(const char* text, const char* title, unsigned flags) {

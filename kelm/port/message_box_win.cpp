@@ -3,6 +3,7 @@
 #include <string>
 
 #include "kelm/port/codepage.h"
+#include "kelm/port/internal/message_box_hook.h"
 #include "kelm/port/win_types.h"
 
 namespace kelm::port {

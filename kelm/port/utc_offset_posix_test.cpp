@@ -14,13 +14,13 @@ namespace {
 class ZoneScope {
  public:
   explicit ZoneScope(const char* zone) {
-    if (const char* old = getenv("TZ")) mOld = old, mHadOld = true;
+    if (const char* old = getenv("TZ")) old_ = old, had_old_ = true;
     setenv("TZ", zone, 1);
     tzset();
   }
   ~ZoneScope() {
-    if (mHadOld) {
-      setenv("TZ", mOld.c_str(), 1);
+    if (had_old_) {
+      setenv("TZ", old_.c_str(), 1);
     } else {
       unsetenv("TZ");
     }
@@ -28,8 +28,8 @@ class ZoneScope {
   }
 
  private:
-  std::string mOld;
-  bool mHadOld = false;
+  std::string old_;
+  bool had_old_ = false;
 };
 
 std::chrono::system_clock::time_point At(long long secondsSince1970) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 
 MemStream::MemStream(unsigned size)
@@ -18,32 +19,16 @@ MemStream::~MemStream() { std::free(block_); }
 
 Stream& MemStream::Write(const void* src, unsigned n) {
   const std::uint32_t room = buf_size_ > index_ ? buf_size_ - index_ : 0;
-  if (n <= room && buffer_ != nullptr && index_ <= length_) {
-    // The whole of Stream::Write's first pass, without its checks.
-    if (n != 0) std::memmove(buffer_ + index_, src, n);  // an empty block may have no address
-    Stream::SetChanged();
-    index_ += n;
-    if (length_ < index_) length_ = index_;
-    return *this;
-  }
-  if (n > room) {
-    const std::uint64_t capacity = 2 * std::max<std::uint64_t>(buf_size_, n - room);
-    if (capacity > UINT32_MAX) CannotWrite();
-    char* grown = nullptr;
-    if (buffer_ == block_) {
-      // realloc keeps the valid bytes as a fresh block and a copy would, and
-      // may avoid the copy.
-      grown = static_cast<char*>(std::realloc(block_, static_cast<std::size_t>(capacity)));
-      if (grown == nullptr) throw std::bad_alloc();
-    } else {  // reopened over another buffer
-      grown = static_cast<char*>(std::malloc(static_cast<std::size_t>(capacity)));
-      if (grown == nullptr) throw std::bad_alloc();
-      if (length_ != 0) std::memcpy(grown, buffer_, length_);
-      std::free(block_);
-    }
-    block_ = buffer_ = grown;
-    buf_size_ = static_cast<std::uint32_t>(capacity);
-  }
+  if (n <= room) return Stream::Write(src, n);
+  const std::uint64_t capacity = 2 * std::max<std::uint64_t>(buf_size_, n - room);
+  if (capacity > UINT32_MAX) CannotWrite();
+  char* grown = static_cast<char*>(std::malloc(static_cast<std::size_t>(capacity)));
+  if (grown == nullptr) throw std::bad_alloc();
+  if (length_ != 0) std::memcpy(grown, buffer_, length_);
+  // `src` may lie in the old block: it is freed only after the write.
+  const std::unique_ptr<char, decltype(&std::free)> old(block_, &std::free);
+  block_ = buffer_ = grown;
+  buf_size_ = static_cast<std::uint32_t>(capacity);
   return Stream::Write(src, n);
 }
 

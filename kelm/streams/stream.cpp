@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 
 #include "kelm/frame/errors.h"
 #include "kelm/port/format.h"
@@ -64,38 +65,33 @@ Stream& Stream::Read(void* dst, unsigned n) {
   return *this;
 }
 
-Stream& Stream::Write(const void* src, unsigned n) {
-  const char* in = static_cast<const char*>(src);
+template <class Copy>
+Stream& Stream::WriteBytes(unsigned n, Copy copy) {
   for (;;) {
     if (buffer_ == nullptr || index_ >= buf_size_ || index_ > length_) Update(CurPos(), utWrite);
     const unsigned room = buf_size_ > index_ ? buf_size_ - index_ : 0;
     const unsigned k = std::min(n, room);
-    if (k != 0) std::memmove(buffer_ + index_, in, k);  // a stream may copy onto itself
+    if (k != 0) copy(buffer_ + index_, k);
     SetChanged();
     index_ += k;
     if (length_ < index_) length_ = index_;
     if (k == 0 && n != 0) CannotWrite();
-    in += k;
     n -= k;
     if (n == 0) break;
   }
   return *this;
 }
 
+Stream& Stream::Write(const void* src, unsigned n) {
+  const char* in = static_cast<const char*>(src);
+  return WriteBytes(n, [&in](char* dst, unsigned k) {
+    std::memmove(dst, in, k);  // a stream may copy onto itself
+    in += k;
+  });
+}
+
 Stream& Stream::Fill(unsigned char byte, unsigned count) {
-  for (;;) {
-    if (buffer_ == nullptr || index_ >= buf_size_ || index_ > length_) Update(CurPos(), utWrite);
-    const unsigned room = buf_size_ > index_ ? buf_size_ - index_ : 0;
-    const unsigned k = std::min(count, room);
-    if (k != 0) std::memset(buffer_ + index_, byte, k);
-    SetChanged();
-    index_ += k;
-    if (length_ < index_) length_ = index_;
-    if (k == 0 && count != 0) CannotWrite();
-    count -= k;
-    if (count == 0) break;
-  }
-  return *this;
+  return WriteBytes(count, [byte](char* dst, unsigned k) { std::memset(dst, byte, k); });
 }
 
 int Stream::UpdateClear(unsigned long pos, char ch) {
@@ -259,8 +255,35 @@ Stream& operator>>(Stream& src, Stream& dst) {
   return src;
 }
 
+PosRestorer::PosRestorer(Stream& s) : stream_(s), pos_(s.CurPos()), uncaught_(std::uncaught_exceptions()) {}
+
+PosRestorer::~PosRestorer() noexcept(false) {
+  if (std::uncaught_exceptions() <= uncaught_) {
+    stream_.Seek(pos_);
+    return;
+  }
+  try {
+    stream_.Seek(pos_);
+  } catch (...) {  // the error that unwinds this scope is the one to report
+  }
+}
+
 namespace {
 constexpr std::size_t kMaxStreamText = 255;
+
+// A value as the `Wire` type's raw bytes.
+template <class Wire, class T>
+Stream& Put(Stream& s, T v) {
+  const Wire w = static_cast<Wire>(v);
+  return s.Write(&w, sizeof w);
+}
+template <class Wire, class T>
+Stream& Get(Stream& s, T& v) {
+  Wire w;
+  s.Read(&w, sizeof w);
+  v = static_cast<T>(w);
+  return s;
+}
 
 Stream& PutText(Stream& s, const char* text, std::size_t len) {
   const auto n = static_cast<unsigned char>(std::min(len, kMaxStreamText));
@@ -269,6 +292,29 @@ Stream& PutText(Stream& s, const char* text, std::size_t len) {
   return s;
 }
 }  // namespace
+
+Stream& operator<<(Stream& s, char v) { return Put<char>(s, v); }
+Stream& operator<<(Stream& s, unsigned char v) { return Put<std::uint8_t>(s, v); }
+Stream& operator<<(Stream& s, bool v) { return Put<std::uint8_t>(s, v); }
+Stream& operator<<(Stream& s, short v) { return Put<std::int16_t>(s, v); }
+Stream& operator<<(Stream& s, unsigned short v) { return Put<std::uint16_t>(s, v); }
+Stream& operator<<(Stream& s, int v) { return Put<std::int32_t>(s, v); }
+Stream& operator<<(Stream& s, unsigned int v) { return Put<std::uint32_t>(s, v); }
+Stream& operator<<(Stream& s, long v) { return Put<std::int32_t>(s, v); }
+Stream& operator<<(Stream& s, unsigned long v) { return Put<std::uint32_t>(s, v); }
+Stream& operator<<(Stream& s, long long v) { return Put<std::int64_t>(s, v); }
+Stream& operator<<(Stream& s, double v) { return Put<double>(s, v); }
+
+Stream& operator>>(Stream& s, char& v) { return Get<char>(s, v); }
+Stream& operator>>(Stream& s, unsigned char& v) { return Get<std::uint8_t>(s, v); }
+Stream& operator>>(Stream& s, short& v) { return Get<std::int16_t>(s, v); }
+Stream& operator>>(Stream& s, unsigned short& v) { return Get<std::uint16_t>(s, v); }
+Stream& operator>>(Stream& s, int& v) { return Get<std::int32_t>(s, v); }
+Stream& operator>>(Stream& s, unsigned int& v) { return Get<std::uint32_t>(s, v); }
+Stream& operator>>(Stream& s, long& v) { return Get<std::int32_t>(s, v); }
+Stream& operator>>(Stream& s, unsigned long& v) { return Get<std::uint32_t>(s, v); }
+Stream& operator>>(Stream& s, long long& v) { return Get<std::int64_t>(s, v); }
+Stream& operator>>(Stream& s, double& v) { return Get<double>(s, v); }
 
 Stream& operator<<(Stream& s, const char* v) {
   return PutText(s, v, v == nullptr ? 0 : std::strlen(v));

@@ -132,6 +132,10 @@ class Stream : public ObjRefer {
   std::uint32_t base_;  // stream offset of the buffer's first byte
 
  private:
+  // The loop of Write and Fill: moves the view as needed and lets
+  // `copy(dst, k)` put the next k bytes at dst.
+  template <class Copy>
+  Stream& WriteBytes(unsigned n, Copy copy);
   void PrintLine(bool newLine, const char* format, va_list args);
 };
 
@@ -142,64 +146,52 @@ Stream& operator<<(Stream& dst, Stream& src);
 Stream& operator>>(Stream& src, Stream& dst);
 
 // Typed values, raw little-endian bytes.
-namespace kelm::internal {
-template <class Wire, class T>
-Stream& Put(Stream& s, T v) {
-  const Wire w = static_cast<Wire>(v);
-  return s.Write(&w, sizeof w);
-}
-template <class Wire, class T>
-Stream& Get(Stream& s, T& v) {
-  Wire w;
-  s.Read(&w, sizeof w);
-  v = static_cast<T>(w);
-  return s;
-}
-}  // namespace kelm::internal
-
-inline Stream& operator<<(Stream& s, char v) { return kelm::internal::Put<char>(s, v); }
-inline Stream& operator<<(Stream& s, unsigned char v) { return kelm::internal::Put<std::uint8_t>(s, v); }
-inline Stream& operator<<(Stream& s, bool v) { return kelm::internal::Put<std::uint8_t>(s, v); }
-inline Stream& operator<<(Stream& s, short v) { return kelm::internal::Put<std::int16_t>(s, v); }
-inline Stream& operator<<(Stream& s, unsigned short v) { return kelm::internal::Put<std::uint16_t>(s, v); }
-inline Stream& operator<<(Stream& s, int v) { return kelm::internal::Put<std::int32_t>(s, v); }
-inline Stream& operator<<(Stream& s, unsigned int v) { return kelm::internal::Put<std::uint32_t>(s, v); }
+Stream& operator<<(Stream& s, char v);
+Stream& operator<<(Stream& s, unsigned char v);
+Stream& operator<<(Stream& s, bool v);
+Stream& operator<<(Stream& s, short v);
+Stream& operator<<(Stream& s, unsigned short v);
+Stream& operator<<(Stream& s, int v);
+Stream& operator<<(Stream& s, unsigned int v);
 // `long` is 4 bytes on every platform (values beyond 32 bits are cut).
-inline Stream& operator<<(Stream& s, long v) { return kelm::internal::Put<std::int32_t>(s, v); }
-inline Stream& operator<<(Stream& s, unsigned long v) { return kelm::internal::Put<std::uint32_t>(s, v); }
-inline Stream& operator<<(Stream& s, long long v) { return kelm::internal::Put<std::int64_t>(s, v); }
-inline Stream& operator<<(Stream& s, double v) { return kelm::internal::Put<double>(s, v); }
+Stream& operator<<(Stream& s, long v);
+Stream& operator<<(Stream& s, unsigned long v);
+Stream& operator<<(Stream& s, long long v);
+Stream& operator<<(Stream& s, double v);
 // A length byte n (the length cut at 255), then n bytes. Null is empty.
 Stream& operator<<(Stream& s, const char* v);
 Stream& operator<<(Stream& s, const std::string& v);
 
-inline Stream& operator>>(Stream& s, char& v) { return kelm::internal::Get<char>(s, v); }
-inline Stream& operator>>(Stream& s, unsigned char& v) { return kelm::internal::Get<std::uint8_t>(s, v); }
+Stream& operator>>(Stream& s, char& v);
+Stream& operator>>(Stream& s, unsigned char& v);
 // Cleared first; any non-zero byte is true.
 Stream& operator>>(Stream& s, bool& v);
-inline Stream& operator>>(Stream& s, short& v) { return kelm::internal::Get<std::int16_t>(s, v); }
-inline Stream& operator>>(Stream& s, unsigned short& v) { return kelm::internal::Get<std::uint16_t>(s, v); }
-inline Stream& operator>>(Stream& s, int& v) { return kelm::internal::Get<std::int32_t>(s, v); }
-inline Stream& operator>>(Stream& s, unsigned int& v) { return kelm::internal::Get<std::uint32_t>(s, v); }
-inline Stream& operator>>(Stream& s, long& v) { return kelm::internal::Get<std::int32_t>(s, v); }
-inline Stream& operator>>(Stream& s, unsigned long& v) { return kelm::internal::Get<std::uint32_t>(s, v); }
-inline Stream& operator>>(Stream& s, long long& v) { return kelm::internal::Get<std::int64_t>(s, v); }
-inline Stream& operator>>(Stream& s, double& v) { return kelm::internal::Get<double>(s, v); }
+Stream& operator>>(Stream& s, short& v);
+Stream& operator>>(Stream& s, unsigned short& v);
+Stream& operator>>(Stream& s, int& v);
+Stream& operator>>(Stream& s, unsigned int& v);
+Stream& operator>>(Stream& s, long& v);
+Stream& operator>>(Stream& s, unsigned long& v);
+Stream& operator>>(Stream& s, long long& v);
+Stream& operator>>(Stream& s, double& v);
 // The length byte n, n bytes and a terminating zero: `v` must hold n + 1.
 Stream& operator>>(Stream& s, char* v);
 Stream& operator>>(Stream& s, std::string& v);
 
-// Puts the stream back at its present position when it leaves scope.
+// Puts the stream back at its present position when it leaves scope. A
+// failing seek raises its error, except while another exception unwinds the
+// scope: then it is dropped, since a second one would end the program.
 class PosRestorer {
  public:
-  explicit PosRestorer(Stream& s) : stream_(s), pos_(s.CurPos()) {}
+  explicit PosRestorer(Stream& s);
   PosRestorer(const PosRestorer&) = delete;
   PosRestorer& operator=(const PosRestorer&) = delete;
-  ~PosRestorer() noexcept(false) { stream_.Seek(pos_); }
+  ~PosRestorer() noexcept(false);
 
  private:
   Stream& stream_;
   unsigned long pos_;
+  int uncaught_;  // exceptions in flight when the position was saved
 };
 
 #endif  // KELM_STREAMS_STREAM_H_

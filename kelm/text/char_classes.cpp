@@ -107,6 +107,30 @@ constexpr bool UpperTableFollowsQuickRule() {
 }
 static_assert(UpperTableFollowsQuickRule());
 
+// The class table against the rules of char_classes.h: each character has
+// exactly the classes its range gives it; '.' is both ccIdent and ccOther.
+constexpr bool ClassTableFollowsItsRules() {
+  auto in = [](int c, const char* set) {
+    for (; *set != '\0'; ++set) {
+      if (*set == c) return true;
+    }
+    return false;
+  };
+  for (int c = 0; c < 256; ++c) {
+    unsigned char expected = 0;
+    if (c <= 0x20) expected |= ccSpace;
+    if (c >= '0' && c <= '9') expected |= ccDigit;
+    if (in(c, "%*+/-")) expected |= ccOperator;
+    if ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z')) expected |= ccLatin;
+    if (c >= 0xC0 || c == 0xA8 || c == 0xB8) expected |= ccCyrillic;
+    if (in(c, "@$_.")) expected |= ccIdent;
+    if (expected == 0 || c == '.') expected |= ccOther;
+    if (kCp1251Class[c] != expected) return false;
+  }
+  return true;
+}
+static_assert(ClassTableFollowsItsRules());
+
 unsigned char Byte(char c) { return static_cast<unsigned char>(c); }
 
 }  // namespace
@@ -117,6 +141,13 @@ int StrICmp1251(const char* a, const char* b) {
     const int y = ToLower1251(Byte(*b));
     if (x != y || x == 0) return x - y;
   }
+}
+
+int StrCmp1251(const char* a, const char* b) {
+  if (a == nullptr) a = "";
+  if (b == nullptr) b = "";
+  while (*a != '\0' && *a == *b) ++a, ++b;
+  return static_cast<int>(Byte(*a)) - static_cast<int>(Byte(*b));
 }
 
 bool IsLetter(char c) {
@@ -240,6 +271,18 @@ char* DelSpaces(char* s) {
   char* end = s + std::strlen(s);
   while (end > s && end[-1] == ' ') --end;
   *end = '\0';
+  return s;
+}
+
+char* TrimSpaceChars(char* s, bool leading) {
+  std::size_t n = std::strlen(s);
+  while (n > 0 && IsSpaceChar(Byte(s[n - 1]))) --n;
+  s[n] = '\0';
+  if (leading) {
+    std::size_t start = 0;
+    while (start < n && IsSpaceChar(Byte(s[start]))) ++start;
+    if (start > 0) std::memmove(s, s + start, n - start + 1);
+  }
   return s;
 }
 

@@ -32,6 +32,8 @@ inline unsigned char ToLat(unsigned char c) { return kCp1251ToLat[c]; }
 // Case-insensitive comparison of the lower-case images, unsigned byte by
 // byte: negative, 0 or positive as strcmp.
 int StrICmp1251(const char* a, const char* b);
+// The same, case-sensitive; a null text counts as empty.
+int StrCmp1251(const char* a, const char* b);
 
 // False for NUL; true for a-z, A-Z, ё, Ё and А-я.
 bool IsLetter(char c);
@@ -75,6 +77,9 @@ char* DelDoubles(char* s, char c);
 // Cuts trailing blanks (0x20 only) and returns the first non-blank within
 // `s`; the text is not moved.
 char* DelSpaces(char* s);
+// Cuts the trailing characters of the space class (0x00-0x20) and, with
+// `leading`, the leading ones too, moving the rest to the front. Returns `s`.
+char* TrimSpaceChars(char* s, bool leading);
 // Copies `src` to `dst` (to `src` itself when `dst` is null) leaving out the
 // bytes 0x01, 0x02, 0x03 and '&'. Returns `src`.
 const char* DelSpecChars(char* src, char* dst);

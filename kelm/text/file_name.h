@@ -38,8 +38,8 @@ class FileNameDat : public TextBuffer<261> {
   const char* Ext(FileNameDat& path) { return SplitCurrPath(path, fnExt); }
   const char* NameExt(FileNameDat& path) { return SplitCurrPath(path, fnName | fnExt); }
 
-  // Appends the platform's path separator unless the text is empty, already
-  // ends in a separator ('\' or '/'), or is full. Returns the text.
+  // Appends a backslash unless the text is empty, already ends in one, or is
+  // full. Returns the text. A pure text function: '\\' on every platform.
   const char* AddBackClash();
 
  protected:

@@ -56,32 +56,32 @@ bool WildcardMatch(const unsigned char* name, const unsigned char* mask) {
 Mask::Mask(const unsigned char* mask, const unsigned char* text) : Mask(mask, text, 0) {}
 
 Mask::Mask(const unsigned char* mask, const unsigned char* text, int length)
-    : maskPos(mask != nullptr ? mask : kEmpty),
-      start(text != nullptr ? text : kEmpty),
-      current(start),
-      pending(),
-      pendingCount(0),
+    : mask_pos_(mask != nullptr ? mask : kEmpty),
+      start_(text != nullptr ? text : kEmpty),
+      current_(start_),
+      pending_(),
+      pending_count_(0),
       // A block given without bytes is parsed as an empty ordinary text.
-      length(text != nullptr && length > 0 ? length : 0) {}
+      length_(text != nullptr && length > 0 ? length : 0) {}
 
 Mask::Mask(const Mask& other)
-    : maskPos(other.maskPos),
-      start(other.start),
-      current(other.current),
-      pendingCount(other.pendingCount),
-      length(other.length) {
-  std::memcpy(pending, other.pending, sizeof pending);
+    : mask_pos_(other.mask_pos_),
+      start_(other.start_),
+      current_(other.current_),
+      pending_count_(other.pending_count_),
+      length_(other.length_) {
+  std::memcpy(pending_, other.pending_, sizeof pending_);
   CopySets(other);
 }
 
 Mask& Mask::operator=(const Mask& other) {
   if (this == &other) return *this;
-  maskPos = other.maskPos;
-  start = other.start;
-  current = other.current;
-  std::memcpy(pending, other.pending, sizeof pending);
-  pendingCount = other.pendingCount;
-  length = other.length;
+  mask_pos_ = other.mask_pos_;
+  start_ = other.start_;
+  current_ = other.current_;
+  std::memcpy(pending_, other.pending_, sizeof pending_);
+  pending_count_ = other.pending_count_;
+  length_ = other.length_;
   CopySets(other);
   return *this;
 }
@@ -89,33 +89,33 @@ Mask& Mask::operator=(const Mask& other) {
 Mask::~Mask() = default;
 
 void Mask::CopySets(const Mask& other) {
-  if (other.sets == nullptr) {
-    sets.reset();
+  if (other.sets_ == nullptr) {
+    sets_.reset();
     return;
   }
   auto copy = std::make_unique<Collection>(csOWNER, 5);
-  for (int i = 0; i < other.sets->Count(); ++i) {
+  for (int i = 0; i < other.sets_->Count(); ++i) {
     void* bitmap = std::malloc(kSetBytes);
     if (bitmap == nullptr) throw std::bad_alloc();
-    std::memcpy(bitmap, other.sets->Item(i), kSetBytes);
+    std::memcpy(bitmap, other.sets_->Item(i), kSetBytes);
     copy->Ins(bitmap);
   }
-  sets = std::move(copy);
+  sets_ = std::move(copy);
 }
 
 unsigned char Mask::CurrentChar() const {
-  if (IsHexMode() && current - start >= length) return 0;
-  return *current;
+  if (IsHexMode() && current_ - start_ >= length_) return 0;
+  return *current_;
 }
 
 bool Mask::IsEndOfParse() const {
-  if (IsHexMode()) return current - start > length;
-  return *current == 0;
+  if (IsHexMode()) return current_ - start_ > length_;
+  return *current_ == 0;
 }
 
 bool Mask::InSet(int set, unsigned char c) const {
-  if (sets == nullptr || set < 0 || set >= sets->Count()) return false;
-  const auto* bitmap = static_cast<const unsigned char*>(sets->Item(set));
+  if (sets_ == nullptr || set < 0 || set >= sets_->Count()) return false;
+  const auto* bitmap = static_cast<const unsigned char*>(sets_->Item(set));
   return (bitmap[c / 8] & (1u << (c % 8))) != 0;
 }
 
@@ -136,53 +136,53 @@ bool Mask::IsThatMask(const MaskItem& item) const {
 
 void Mask::NextChar(char*& capture) {
   if (capture != nullptr) {
-    if (captureEnd != nullptr && capture >= captureEnd) MaskTooBig();
+    if (capture_end_ != nullptr && capture >= capture_end_) MaskTooBig();
     *capture++ = static_cast<char>(CurrentChar());
   }
   // Never past the terminator of an ordinary text.
-  if (IsHexMode() || *current != 0) ++current;
+  if (IsHexMode() || *current_ != 0) ++current_;
 }
 
-void Mask::PushPending(const MaskItem& item) { InsertPending(pendingCount, item); }
+void Mask::PushPending(const MaskItem& item) { InsertPending(pending_count_, item); }
 
 void Mask::InsertPending(int at, const MaskItem& item) {
-  if (pendingCount >= kMaxPending) MaskTooBig();
-  std::memmove(pending + at + 1, pending + at, sizeof(MaskItem) * (pendingCount - at));
-  pending[at] = item;
-  ++pendingCount;
+  if (pending_count_ >= kMaxPending) MaskTooBig();
+  std::memmove(pending_ + at + 1, pending_ + at, sizeof(MaskItem) * (pending_count_ - at));
+  pending_[at] = item;
+  ++pending_count_;
 }
 
 MaskItem Mask::PendingAt(int k) {
-  if (k < pendingCount) return pending[k];
+  if (k < pending_count_) return pending_[k];
   // A quoted run appends its further characters itself: the item it returns
   // goes in front of them.
-  const int at = pendingCount;
+  const int at = pending_count_;
   const MaskItem item = NextMask(false);
   InsertPending(at, item);
   return item;
 }
 
 MaskItem Mask::NextMask(bool fromStore) {
-  if (fromStore && pendingCount > 0) {
-    const MaskItem oldest = pending[0];
-    --pendingCount;
-    std::memmove(pending, pending + 1, sizeof(MaskItem) * pendingCount);
+  if (fromStore && pending_count_ > 0) {
+    const MaskItem oldest = pending_[0];
+    --pending_count_;
+    std::memmove(pending_, pending_ + 1, sizeof(MaskItem) * pending_count_);
     return oldest;
   }
   MaskItem item{0, 1, 1};
   unsigned char c;
   for (;;) {
-    c = *maskPos++;
+    c = *mask_pos_++;
     // An empty quoted run stands for nothing.
-    if ((c == '"' || c == '\'') && *maskPos == c) {
-      ++maskPos;
+    if ((c == '"' || c == '\'') && *mask_pos_ == c) {
+      ++mask_pos_;
       continue;
     }
     break;
   }
   switch (c) {
     case 0:
-      --maskPos;
+      --mask_pos_;
       item.code = kEnd;
       return item;
     case '(':
@@ -194,13 +194,13 @@ MaskItem Mask::NextMask(bool fromStore) {
     case '"':
     case '\'': {
       const auto* close = reinterpret_cast<const unsigned char*>(
-          std::strchr(reinterpret_cast<const char*>(maskPos), c));
+          std::strchr(reinterpret_cast<const char*>(mask_pos_), c));
       if (close == nullptr) {
         Error("Не хватает закрывающей кавычки в маске для функции \"РазбитьПоМаске()\"!");
       }
-      item.code = *maskPos++;
-      while (maskPos < close) PushPending(MaskItem{*maskPos++, 1, 1});
-      ++maskPos;
+      item.code = *mask_pos_++;
+      while (mask_pos_ < close) PushPending(MaskItem{*mask_pos_++, 1, 1});
+      ++mask_pos_;
       return item;
     }
     case '[':
@@ -217,30 +217,30 @@ MaskItem Mask::NextMask(bool fromStore) {
 }
 
 void Mask::ReadSet(MaskItem& item) {
-  if (sets == nullptr) sets = std::make_unique<Collection>(csOWNER, 5);
+  if (sets_ == nullptr) sets_ = std::make_unique<Collection>(csOWNER, 5);
   auto* bitmap = static_cast<unsigned char*>(std::calloc(kSetBytes, 1));
   if (bitmap == nullptr) throw std::bad_alloc();
-  item.code = kFirstSet + sets->Count();
-  sets->Ins(bitmap);
+  item.code = kFirstSet + sets_->Count();
+  sets_->Ins(bitmap);
   auto add = [bitmap](int low, int high) {
     for (int c = low; c <= high; ++c) bitmap[c / 8] |= static_cast<unsigned char>(1u << (c % 8));
   };
   for (;;) {
-    const unsigned char c = *maskPos;
+    const unsigned char c = *mask_pos_;
     if (c == 0) {
       Error(
           "Не хватает закрывающей квадратной скобки в маске для функции \"РазбитьПоМаске()\"!");
     }
-    ++maskPos;
+    ++mask_pos_;
     if (c == ']') return;
-    if (*maskPos == '-') {
-      const unsigned char high = maskPos[1];
+    if (*mask_pos_ == '-') {
+      const unsigned char high = mask_pos_[1];
       if (high == ']' || high == 0) {
         add(c, 0xFF);
-        maskPos += high == 0 ? 1 : 2;
+        mask_pos_ += high == 0 ? 1 : 2;
       } else {
         add(c, high);
-        maskPos += 2;
+        mask_pos_ += 2;
       }
     } else {
       add(c, c);
@@ -251,44 +251,44 @@ void Mask::ReadSet(MaskItem& item) {
 short Mask::ReadCount(char stop1, char stop2) {
   char digits[256];
   int n = 0;
-  while (*maskPos != 0 && *maskPos != stop1 && *maskPos != stop2) {
-    if (n < 255) digits[n++] = static_cast<char>(*maskPos);
-    ++maskPos;
+  while (*mask_pos_ != 0 && *mask_pos_ != stop1 && *mask_pos_ != stop2) {
+    if (n < 255) digits[n++] = static_cast<char>(*mask_pos_);
+    ++mask_pos_;
   }
   digits[n] = '\0';
-  if (*maskPos == 0) {
+  if (*mask_pos_ == 0) {
     Error("Не хватает закрывающей фигурной скобки в маске для функции \"РазбитьПоМаске()\"!");
   }
   return static_cast<short>(std::atoi(digits));
 }
 
 void Mask::ReadRepetition(MaskItem& item) {
-  switch (*maskPos) {
+  switch (*mask_pos_) {
     case '*':
-      ++maskPos;
+      ++mask_pos_;
       item.minCount = 0;
       item.maxCount = -1;
       break;
     case '+':
-      ++maskPos;
+      ++mask_pos_;
       item.minCount = 1;
       item.maxCount = -1;
       break;
     case '?':
-      ++maskPos;
+      ++mask_pos_;
       item.minCount = 0;
       item.maxCount = 1;
       break;
     case '{':
-      ++maskPos;
+      ++mask_pos_;
       item.minCount = ReadCount(',', '}');
-      if (*maskPos == ',') {
-        ++maskPos;
+      if (*mask_pos_ == ',') {
+        ++mask_pos_;
         item.maxCount = ReadCount('}', '}');
       } else {
         item.maxCount = item.minCount;
       }
-      ++maskPos;  // the closing brace
+      ++mask_pos_;  // the closing brace
       break;
     default:
       break;
@@ -326,9 +326,8 @@ bool Mask::NextPart(const MaskItem& item, char*& capture) {
     if (!matched) return false;
     NextChar(capture);
     ++count;
-    if (item.maxCount != -1 && static_cast<unsigned short>(count) == static_cast<unsigned short>(item.maxCount)) {
-      return true;
-    }
+    // An unbounded run (-1) stops at 65535 characters too.
+    if (static_cast<unsigned short>(count) == static_cast<unsigned short>(item.maxCount)) return true;
   }
 }
 
@@ -350,7 +349,7 @@ bool Mask::ParseByMask(char* out, int* outLength) {
   // Cleared first: the failure result looks at it even when nothing was
   // captured.
   char buffer[kMaxCapture + 1] = {};
-  CaptureScope scope(captureEnd, buffer + kMaxCapture);
+  CaptureScope scope(capture_end_, buffer + kMaxCapture);
   char* capture = nullptr;
   const bool lengthMode = IsHexMode();
   if (!lengthMode && out != nullptr) out[0] = '\0';

@@ -70,8 +70,8 @@ class Mask {
   // non-null, then steps the text on by one.
   void NextChar(char*& capture);
 
-  bool IsHexMode() const { return length > 0; }
-  int ParsePos() const { return static_cast<int>(current - start); }
+  bool IsHexMode() const { return length_ > 0; }
+  int ParsePos() const { return static_cast<int>(current_ - start_); }
   bool IsMayMaskBgn(unsigned char c) const { return c == '(' || c == '['; }
 
  private:
@@ -87,15 +87,15 @@ class Mask {
   bool InSet(int set, unsigned char c) const;
   void CopySets(const Mask& other);
 
-  const unsigned char* maskPos;
-  const unsigned char* start;
-  const unsigned char* current;
-  MaskItem pending[kMaxPending];
-  int pendingCount;
-  int length;
-  std::unique_ptr<Collection> sets;
+  const unsigned char* mask_pos_;
+  const unsigned char* start_;
+  const unsigned char* current_;
+  MaskItem pending_[kMaxPending];
+  int pending_count_;
+  int length_;
+  std::unique_ptr<Collection> sets_;
   // The capture buffer of a running ParseByMask; null otherwise.
-  char* captureEnd = nullptr;
+  char* capture_end_ = nullptr;
 };
 
 // True when `name` matches one of the "*"/"?" wildcard masks, compared

@@ -71,8 +71,6 @@ constexpr char kMoneySeparator[] = " ";
 
 char* dbltoa(const double& value, char* out, unsigned char decimals, int max_digits, unsigned char trim_zeros) {
   const int d = decimals > 9 ? 9 : decimals;
-  // Fewer than one significant digit is meaningless; one is kept.
-  if (max_digits < 1) max_digits = 1;
   // Not a number reads as a value that rounds away; infinity as too large.
   if (std::isnan(value)) {
     std::strcpy(out, "0");
@@ -90,7 +88,9 @@ char* dbltoa(const double& value, char* out, unsigned char decimals, int max_dig
     fixed = Fcvt(value, fewer < 0 ? 0 : fewer);
     len = static_cast<int>(std::strlen(fixed.digits));
   }
-  if (len > max_digits) std::memset(fixed.digits + max_digits, '0', static_cast<std::size_t>(len - max_digits));
+  // Below one significant digit every digit becomes 0: "000.00" for 123.45.
+  const int kept = max_digits < 0 ? 0 : max_digits;
+  if (len > kept) std::memset(fixed.digits + kept, '0', static_cast<std::size_t>(len - kept));
 
   if (fixed.negative && value < 0) *o++ = '-';
   const int p = fixed.point;

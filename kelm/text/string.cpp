@@ -30,14 +30,6 @@ bool PointsInto(const void* p, const void* block, std::size_t n) {
   return !std::less<const void*>()(p, b) && std::less<const void*>()(p, b + n);
 }
 
-int Compare(const char* a, const char* b) {
-  if (b == nullptr) b = "";
-  const auto* x = reinterpret_cast<const unsigned char*>(a);
-  const auto* y = reinterpret_cast<const unsigned char*>(b);
-  while (*x != 0 && *x == *y) ++x, ++y;
-  return static_cast<int>(*x) - static_cast<int>(*y);
-}
-
 std::size_t WLen(const unsigned short* s) {
   std::size_t n = 0;
   while (s[n] != 0) ++n;
@@ -176,18 +168,11 @@ void String::Del(char c) {
 }
 
 void String::RemoveTailSpaces() {
-  if (!OnHeap()) return;
-  std::size_t n = std::strlen(text_);
-  while (n > 0 && IsSpaceChar(static_cast<unsigned char>(text_[n - 1]))) --n;
-  text_[n] = '\0';
+  if (OnHeap()) TrimSpaceChars(text_, false);
 }
 
 void String::RemoveSpaces() {
-  RemoveTailSpaces();
-  if (!OnHeap()) return;
-  std::size_t start = 0;
-  while (text_[start] != '\0' && IsSpaceChar(static_cast<unsigned char>(text_[start]))) ++start;
-  if (start > 0) std::memmove(text_, text_ + start, std::strlen(text_ + start) + 1);
+  if (OnHeap()) TrimSpaceChars(text_, true);
 }
 
 void String::Clear() {
@@ -213,14 +198,14 @@ void String::Swap(String& other) {
   other.text_ = text;
 }
 
-bool String::operator==(const char* s) const { return Compare(text_, s) == 0; }
-bool String::operator!=(const char* s) const { return Compare(text_, s) != 0; }
-bool String::operator>(const char* s) const { return Compare(text_, s) > 0; }
-bool String::operator>=(const char* s) const { return Compare(text_, s) >= 0; }
-bool String::operator<(const char* s) const { return Compare(text_, s) < 0; }
-bool String::operator<=(const char* s) const { return Compare(text_, s) <= 0; }
-bool String::operator==(const String& s) const { return Compare(text_, s.text_) == 0; }
-bool String::operator!=(const String& s) const { return Compare(text_, s.text_) != 0; }
+bool String::operator==(const char* s) const { return StrCmp1251(text_, s) == 0; }
+bool String::operator!=(const char* s) const { return StrCmp1251(text_, s) != 0; }
+bool String::operator>(const char* s) const { return StrCmp1251(text_, s) > 0; }
+bool String::operator>=(const char* s) const { return StrCmp1251(text_, s) >= 0; }
+bool String::operator<(const char* s) const { return StrCmp1251(text_, s) < 0; }
+bool String::operator<=(const char* s) const { return StrCmp1251(text_, s) <= 0; }
+bool String::operator==(const String& s) const { return StrCmp1251(text_, s.text_) == 0; }
+bool String::operator!=(const String& s) const { return StrCmp1251(text_, s.text_) != 0; }
 
 // ---- WString
 

@@ -31,15 +31,10 @@ TEST(StringTest, SharedEmptyTextCostsNothing) {
   String a;
   String b;
   EXPECT_EQ(static_cast<char*>(a), static_cast<char*>(b));
-  EXPECT_TRUE(a.IsEmpty());
-  EXPECT_EQ(a.Len(), 0);
-  a.Clear();
-  EXPECT_EQ(static_cast<char*>(a), static_cast<char*>(b));
   char* got = a.Get();
   EXPECT_STREQ(got, "");
   EXPECT_NE(got, static_cast<char*>(b));
   std::free(got);
-  EXPECT_EQ(static_cast<char*>(a), static_cast<char*>(b));
   String from_empty("");
   EXPECT_EQ(static_cast<char*>(from_empty), static_cast<char*>(b));
 }
@@ -62,27 +57,17 @@ TEST(StringTest, AllocationRule) {
   char* dup = StrDup("ab");
   ExpectBlock(dup, 12);
   std::free(dup);
-  EXPECT_EQ(StrDup(nullptr), nullptr);
-  char* dup_new = StrDupNew("Строка");
-  EXPECT_STREQ(dup_new, "Строка");
-  delete[] dup_new;
   EXPECT_EQ(StrDupNew(nullptr), nullptr);
 }
 
 TEST(StringTest, FillAndBoundedAssign) {
-  String three('x', 3);
-  EXPECT_EQ(three, "xxx");
-  ExpectBlock(static_cast<char*>(three), 12);
   String twenty('y', 20);
   EXPECT_EQ(twenty.Len(), 20);
   ExpectBlock(static_cast<char*>(twenty), 21);
-  String none('z', -4);
-  EXPECT_EQ(none.Len(), 0);
+  EXPECT_EQ(String('z', -4).Len(), 0);
 
   String part("abcdef", 3);
   EXPECT_EQ(part, "abc");
-  part("xy", 10);
-  EXPECT_EQ(part, "xy");
   part("anything", 0);
   EXPECT_TRUE(part.IsEmpty());
   String own("abcdef");
@@ -106,14 +91,9 @@ TEST(StringTest, AppendsAndCopies) {
   String copy(s);
   EXPECT_NE(static_cast<char*>(copy), static_cast<char*>(s));
   EXPECT_TRUE(copy == s);
-  copy = s;
-  EXPECT_EQ(copy, "Привет, мир!мир!");
 
   String other("other");
   s.Swap(other);
-  EXPECT_EQ(s, "other");
-  EXPECT_EQ(other, "Привет, мир!мир!");
-  s.Swap(s);
   EXPECT_EQ(s, "other");
   char* taken = other.Get();
   EXPECT_STREQ(taken, "Привет, мир!мир!");
@@ -140,8 +120,6 @@ TEST(StringTest, DeletesAndTrims) {
 TEST(StringTest, ComparisonsAreUnsignedBytes) {
   String ya("яблоко");
   EXPECT_TRUE(ya > "zebra");
-  EXPECT_TRUE(ya >= "zebra");
-  EXPECT_FALSE(ya < "zebra");
   EXPECT_TRUE(String("ab") < "abc");
   EXPECT_TRUE(String("Abc") != "abc");  // case-sensitive
   EXPECT_TRUE(String() == static_cast<const char*>(nullptr));
@@ -150,44 +128,31 @@ TEST(StringTest, ComparisonsAreUnsignedBytes) {
 
 const unsigned short kAbc[] = {'a', 'b', 'c', 0};
 
-TEST(WStringTest, SetLikeInsertAndDelete) {
-  WString w(kAbc);
-  const unsigned short cx[] = {'c', 'x', 0};
-  w.Ins(cx);
-  const unsigned short expected[] = {'c', 'x', 'a', 'b', 0};
-  EXPECT_EQ(w == expected, 1);
-  w.Ins(static_cast<unsigned short>('b'));
-  const unsigned short expected2[] = {'b', 'c', 'x', 'a', 0};
-  EXPECT_EQ(w == expected2, 1);
-  const unsigned short set[] = {'x', 'b', 0};
-  w.Del(set);
-  const unsigned short expected3[] = {'c', 'a', 0};
-  EXPECT_EQ(w == expected3, 1);
-  EXPECT_EQ(w.Len(), 2);
-  w.Ins(static_cast<const unsigned short*>(w));  // itself: unchanged
-  EXPECT_EQ(w == expected3, 1);
-  EXPECT_EQ(w.Find('a'), static_cast<const unsigned short*>(w) + 1);
-  EXPECT_EQ(w.Find('z'), nullptr);
+// The units of a WString as a narrow text.
+std::string Narrow(const WString& w) {
+  std::string out;
+  for (const unsigned short* p = w; *p != 0; ++p) out += static_cast<char>(*p);
+  return out;
 }
 
-TEST(WStringTest, AssignAppendCompare) {
-  WString w;
-  EXPECT_TRUE(w.IsEmpty());
-  w += kAbc;
+TEST(WStringTest, SetLikeInsertDeleteAndOwnTexts) {
+  WString w(kAbc);
+  const unsigned short cx[] = {'c', 'x', 0};
+  w.Ins(cx);  // in front, as a set: no unit twice
+  EXPECT_EQ(Narrow(w), "cxab");
+  const unsigned short set[] = {'x', 'b', 0};
+  w.Del(set);
+  EXPECT_EQ(Narrow(w), "ca");
+  w.Ins(static_cast<const unsigned short*>(w));  // itself: unchanged
+  EXPECT_EQ(w.Find('a'), static_cast<const unsigned short*>(w) + 1);
   w += static_cast<const unsigned short*>(w);
-  const unsigned short twice[] = {'a', 'b', 'c', 'a', 'b', 'c', 0};
-  EXPECT_EQ(w == twice, 1);
-  WString copy(w);
-  EXPECT_EQ(copy == w, 1);
-  copy = kAbc;
+  EXPECT_EQ(Narrow(w), "caca");
+  w = static_cast<const unsigned short*>(w) + 1;
+  EXPECT_EQ(Narrow(w), "aca");
   const unsigned short high[] = {0xFFFF, 0};  // unsigned units
-  EXPECT_EQ(copy < high, 1);
-  EXPECT_EQ(copy >= kAbc, 1);
-  copy = static_cast<const unsigned short*>(copy) + 1;
-  const unsigned short bc[] = {'b', 'c', 0};
-  EXPECT_EQ(copy == bc, 1);
-  copy.Clear();
-  EXPECT_EQ(copy == static_cast<const unsigned short*>(nullptr), 1);
+  EXPECT_EQ(w < high, 1);
+  w.Clear();
+  EXPECT_EQ(w == static_cast<const unsigned short*>(nullptr), 1);
 }
 
 TEST(BufferTest, LengthIsBoundedTo255) {
@@ -195,14 +160,10 @@ TEST(BufferTest, LengthIsBoundedTo255) {
   Buffer big(data.data(), 300);
   EXPECT_EQ(big.Len(), 255);
   EXPECT_EQ(std::memcmp(big.Data(), data.data(), 255), 0);
-  Buffer none(data.data(), 0);
-  EXPECT_EQ(none.Len(), 0);
+  Buffer none(data.data(), -5);
   EXPECT_EQ(none.Data(), nullptr);
-  Buffer negative(data.data(), -5);
-  EXPECT_EQ(negative.Data(), nullptr);
   Buffer copy(big);
   EXPECT_NE(copy.Data(), big.Data());
-  EXPECT_EQ(copy.Len(), 255);
   copy = none;
   EXPECT_EQ(copy.Data(), nullptr);
   big(static_cast<const char*>(big.Data()) + 5, 10);  // a part of its own data

@@ -1,6 +1,7 @@
 #include "kelm/text/text_buffer.h"
 
 #include <cstdarg>
+#include <cstdint>
 #include <cstring>
 
 #include "kelm/port/format.h"
@@ -11,14 +12,6 @@
 static_assert(sizeof(TextBuffer<261>) == 262 && sizeof(TextBuffer<255>) == 256);
 
 namespace {
-
-int Compare(const char* a, const char* b) {
-  if (b == nullptr) b = "";
-  const auto* x = reinterpret_cast<const unsigned char*>(a);
-  const auto* y = reinterpret_cast<const unsigned char*>(b);
-  while (*x != 0 && *x == *y) ++x, ++y;
-  return static_cast<int>(*x) - static_cast<int>(*y);
-}
 
 // Formats into `room` characters at `at`; a result that fills or overflows
 // them is terminated at `end`.
@@ -67,8 +60,19 @@ void TextBuffer<N>::Set(const char* s, int n) {
 }
 
 template <int N>
+const char* TextBuffer<N>::Detach(const char* s, char (&spare)[N + 1]) const {
+  const auto at = reinterpret_cast<std::uintptr_t>(s);
+  const auto begin = reinterpret_cast<std::uintptr_t>(text_);
+  if (at < begin || at > begin + N) return s;
+  std::strcpy(spare, s);
+  return spare;
+}
+
+template <int N>
 void TextBuffer<N>::Cat(const char* s) {
   if (s == nullptr) return;
+  char spare[N + 1];
+  s = Detach(s, spare);
   const int len = Len();
   if (len < N) BoundedCopy(text_ + len, s, N - len);
 }
@@ -119,6 +123,8 @@ int TextBuffer<N>::CatF(const char* format, ...) {
 template <int N>
 void TextBuffer<N>::Ins(const char* s, int pos) {
   if (s == nullptr) return;
+  char spare[N + 1];
+  s = Detach(s, spare);
   if (pos < 0) pos = 0;
   const int len = Len();
   if (pos >= len) {
@@ -145,17 +151,12 @@ void TextBuffer<N>::Del(char c) {
 
 template <int N>
 void TextBuffer<N>::RemoveTailSpaces() {
-  int len = Len();
-  while (len > 0 && IsSpaceChar(static_cast<unsigned char>(text_[len - 1]))) --len;
-  text_[len] = '\0';
+  TrimSpaceChars(text_, false);
 }
 
 template <int N>
 void TextBuffer<N>::RemoveSpaces() {
-  int start = 0;
-  while (text_[start] != '\0' && IsSpaceChar(static_cast<unsigned char>(text_[start]))) ++start;
-  if (start > 0) std::memmove(text_, text_ + start, std::strlen(text_ + start) + 1);
-  RemoveTailSpaces();
+  TrimSpaceChars(text_, true);
 }
 
 template <int N>
@@ -186,23 +187,23 @@ char& TextBuffer<N>::Last() {
 
 template <int N>
 bool TextBuffer<N>::operator==(const char* s) const {
-  return Compare(text_, s) == 0;
+  return StrCmp1251(text_, s) == 0;
 }
 template <int N>
 bool TextBuffer<N>::operator<(const char* s) const {
-  return Compare(text_, s) < 0;
+  return StrCmp1251(text_, s) < 0;
 }
 template <int N>
 bool TextBuffer<N>::operator<=(const char* s) const {
-  return Compare(text_, s) <= 0;
+  return StrCmp1251(text_, s) <= 0;
 }
 template <int N>
 bool TextBuffer<N>::operator>(const char* s) const {
-  return Compare(text_, s) > 0;
+  return StrCmp1251(text_, s) > 0;
 }
 template <int N>
 bool TextBuffer<N>::operator>=(const char* s) const {
-  return Compare(text_, s) >= 0;
+  return StrCmp1251(text_, s) >= 0;
 }
 
 // Exported as the header's extern declarations say.

@@ -36,7 +36,7 @@ class TextBuffer {
     return *this;
   }
 
-  // Appends; null does nothing.
+  // Appends; null does nothing. `s` may lie in this buffer (as in Ins).
   void Cat(const char* s);
   // Appends `c` while the text is shorter than N.
   void Cat(char c);
@@ -101,6 +101,11 @@ class TextBuffer {
 
  protected:
   char text_[N + 1];
+
+ private:
+  // `s`, or its copy in `spare` when it lies in this buffer, which the
+  // caller is about to overwrite.
+  const char* Detach(const char* s, char (&spare)[N + 1]) const;
 };
 
 extern template class KELM_TEMPLATE_EXPORT TextBuffer<261>;

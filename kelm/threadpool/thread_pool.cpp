@@ -26,21 +26,21 @@ void RunTask(Task* task) {
 // it while the process exits.
 void* const ThreadPool::mTaskSemaphore = port::CreateSemaphoreObject(0, kSemaphoreCeiling);
 
-ThreadPool::ThreadPool(ThreadPoolEventHandler* handler) : mTerminated(false), mHandler(handler) {
+ThreadPool::ThreadPool(ThreadPoolEventHandler* handler) : terminated_(false), handler_(handler) {
   if (handler == nullptr) throw std::invalid_argument("ThreadPool needs an event handler");
 }
 
 ThreadPool::~ThreadPool() {
   // Workers still running are let go, as a thread group does on destruction.
-  for (std::thread& thread : mThreads) {
+  for (std::thread& thread : threads_) {
     if (thread.joinable()) thread.detach();
   }
 }
 
 void ThreadPool::StartThreads(int count) {
-  std::unique_lock lock(mStartMutex);
-  if (!mThreads.empty()) return;
-  for (int i = 0; i < count; ++i) mThreads.emplace_back(&ThreadPool::ThreadProc, this);
+  std::unique_lock lock(start_mutex_);
+  if (!threads_.empty()) return;
+  for (int i = 0; i < count; ++i) threads_.emplace_back(&ThreadPool::ThreadProc, this);
 }
 
 int ThreadPool::AddTask(Task* task) {
@@ -48,27 +48,27 @@ int ThreadPool::AddTask(Task* task) {
   if (task == nullptr) throw std::invalid_argument("ThreadPool::AddTask: null task");
   int length;
   {
-    std::lock_guard lock(mTasksMutex);
-    mTasks.push_back(task);
-    length = static_cast<int>(mTasks.size());
+    std::lock_guard lock(tasks_mutex_);
+    tasks_.push_back(task);
+    length = static_cast<int>(tasks_.size());
   }
   port::ReleaseSemaphoreObject(mTaskSemaphore, 1, nullptr);
   return length;
 }
 
 int ThreadPool::TasksCount() const {
-  std::lock_guard lock(mTasksMutex);
-  return static_cast<int>(mTasks.size());
+  std::lock_guard lock(tasks_mutex_);
+  return static_cast<int>(tasks_.size());
 }
 
 bool ThreadPool::IsTerminated() const {
-  std::lock_guard lock(mTerminatedMutex);
-  return mTerminated;
+  std::lock_guard lock(terminated_mutex_);
+  return terminated_;
 }
 
 void ThreadPool::Terminate() {
-  std::lock_guard lock(mTerminatedMutex);
-  mTerminated = true;
+  std::lock_guard lock(terminated_mutex_);
+  terminated_ = true;
 }
 
 // The start lock is held, shared, only to wait for a StartThreads in
@@ -80,25 +80,25 @@ void ThreadPool::Stop() {
   std::lock_guard stop(stop_mutex_);
   std::size_t count;
   {
-    std::shared_lock lock(mStartMutex);
-    count = mThreads.size();
+    std::shared_lock lock(start_mutex_);
+    count = threads_.size();
   }
   for (std::size_t i = 0; i < count; ++i) {
-    if (mThreads[i].joinable()) mThreads[i].join();
+    if (threads_[i].joinable()) threads_[i].join();
   }
 }
 
 Task* ThreadPool::PopTask() {
-  std::lock_guard lock(mTasksMutex);
-  if (mTasks.empty()) return nullptr;
-  Task* task = mTasks.front();
-  mTasks.pop_front();
+  std::lock_guard lock(tasks_mutex_);
+  if (tasks_.empty()) return nullptr;
+  Task* task = tasks_.front();
+  tasks_.pop_front();
   return task;
 }
 
 int ThreadPool::ThreadProc(ThreadPool* pool) {
   if (pool == nullptr) return 0;
-  pool->mHandler->OnThreadStart();
+  pool->handler_->OnThreadStart();
   do {
     Task* task = pool->PopTask();
     while (task != nullptr && !pool->IsTerminated()) {
@@ -113,7 +113,7 @@ int ThreadPool::ThreadProc(ThreadPool* pool) {
       std::this_thread::sleep_for(std::chrono::milliseconds(kIdleWaitMs));
     }
   } while (!pool->IsTerminated());
-  pool->mHandler->OnThreadEnd();
+  pool->handler_->OnThreadEnd();
   return 0;
 }
 

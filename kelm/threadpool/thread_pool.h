@@ -71,13 +71,13 @@ class ThreadPool {
   static int ThreadProc(ThreadPool* pool);
   Task* PopTask();
 
-  std::vector<std::thread> mThreads;
-  std::deque<Task*> mTasks;
-  mutable std::mutex mTasksMutex;
-  bool mTerminated;
-  mutable std::mutex mTerminatedMutex;
-  ThreadPoolEventHandler* mHandler;
-  std::shared_mutex mStartMutex;
+  std::vector<std::thread> threads_;
+  std::deque<Task*> tasks_;
+  mutable std::mutex tasks_mutex_;
+  bool terminated_;
+  mutable std::mutex terminated_mutex_;
+  ThreadPoolEventHandler* handler_;
+  std::shared_mutex start_mutex_;
 
   // Serialises Stop calls, which join the workers outside the start lock.
   std::mutex stop_mutex_;

@@ -11,25 +11,20 @@ FuncList::~FuncList() { ClearRegistration(); }
 
 bool FuncList::Insert(const char* name, const char* signature, IFuncRegistrator* registrator, bool alias) {
   if (name == nullptr || *name == '\0' || signature == nullptr || registrator == nullptr) return false;
-  std::unique_lock lock(mMutex);
-  const auto [entry, inserted] = mFunctions.try_emplace(std::string(name) + signature, Entry{registrator, alias});
-  if (!inserted && !alias) {
-    bool held = false;
-    for (const auto& [key, other] : mFunctions) held = held || other.registrator == registrator;
-    if (!held) delete registrator;
-  }
-  mNames.try_emplace(name, true);
+  std::unique_lock lock(mutex_);
+  functions_.try_emplace(std::string(name) + signature, Entry{registrator, alias});
+  names_.try_emplace(name, true);
   return true;
 }
 
 const IFuncRegistrator* FuncList::Find(const char* name, const char* signature) const {
   if (name == nullptr) throw MethodNotFoundException();
-  std::shared_lock lock(mMutex);
+  std::shared_lock lock(mutex_);
   if (signature != nullptr) {
-    const auto entry = mFunctions.find(std::string(name) + signature);
-    if (entry != mFunctions.end()) return entry->second.registrator;
+    const auto entry = functions_.find(std::string(name) + signature);
+    if (entry != functions_.end()) return entry->second.registrator;
   }
-  if (mNames.count(name) != 0) throw InvalidParamsException();
+  if (names_.count(name) != 0) throw InvalidParamsException();
   throw MethodNotFoundException();
 }
 
@@ -51,15 +46,15 @@ bool FuncList::AddAlterName(const char* name, const char* signature, const char*
 }
 
 void FuncList::ClearRegistration() {
-  std::shared_lock lock(mMutex);
+  std::shared_lock lock(mutex_);
   // A registrator handed over under two keys is still deleted only once.
   std::unordered_set<IFuncRegistrator*> owned;
-  for (const auto& [key, entry] : mFunctions) {
+  for (const auto& [key, entry] : functions_) {
     if (!entry.alias) owned.insert(entry.registrator);
   }
   for (IFuncRegistrator* registrator : owned) delete registrator;
-  mFunctions.clear();
-  mNames.clear();
+  functions_.clear();
+  names_.clear();
 }
 
 }  // namespace kelm

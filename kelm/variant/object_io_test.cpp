@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
 #include "kelm/variant/testing/memory_object_io.h"
 
 namespace kelm {
@@ -20,12 +18,7 @@ TEST(ObjectIoTest, ArraysReadScalarsAsTexts) {
   MemoryReader reader(source);
   std::vector<Variant> items = {"stale"};
   ReadValue(reader, items);
-  ASSERT_EQ(items.size(), 5u);
-  EXPECT_EQ(items[0], Variant("1"));
-  EXPECT_EQ(items[1], Variant("true"));
-  EXPECT_EQ(items[2], Variant("x"));
-  EXPECT_EQ(items[3], Arr({"2.5", "null"}));
-  EXPECT_EQ(items[4], Obj({{"k", "7"}}));
+  EXPECT_EQ(Arr(items), Arr({"1", "true", "x", Arr({"2.5", "null"}), Obj({{"k", "7"}})}));
 }
 
 TEST(ObjectIoTest, ObjectsKeepNamesAndOrder) {
@@ -61,22 +54,8 @@ TEST(ObjectIoTest, WriteValueRoundTrip) {
   });
   MemoryWriter writer;
   WriteValue(writer, tree);
-  writer.Flush();
   EXPECT_EQ(writer.Result(), tree);
   EXPECT_TRUE(FindValue(writer.Result().ToObject(), "big").IsUint64());
-}
-
-TEST(ObjectIoTest, MemoryWriterRefusesMisuse) {
-  MemoryWriter unmatched;
-  unmatched.BeginObject();
-  EXPECT_THROW(unmatched.EndArray(), std::runtime_error);
-  EXPECT_THROW(unmatched.Flush(), std::runtime_error);
-
-  MemoryWriter twice;
-  twice.WriteInt(1);
-  EXPECT_THROW(twice.WriteInt(2), std::runtime_error);
-  twice.Flush();
-  EXPECT_THROW(twice.BeginArray(), std::runtime_error);
 }
 
 }  // namespace

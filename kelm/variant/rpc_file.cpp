@@ -7,14 +7,14 @@
 
 namespace kelm {
 
-RpcFile::RpcFile() : mSize(0), mStream(std::make_shared<std::istringstream>()) {}
+RpcFile::RpcFile() : size_(0), stream_(std::make_shared<std::istringstream>()) {}
 
 RpcFile::~RpcFile() = default;
 
 void RpcFile::SetStream(std::shared_ptr<std::istream> stream, unsigned size) {
   if (!stream) throw Exception("В RpcFile передан нулевой указатель");
-  mStream = std::move(stream);
-  mSize = size;
+  stream_ = std::move(stream);
+  size_ = size;
 }
 
 }  // namespace kelm

@@ -20,23 +20,23 @@ class RpcFile {
   RpcFile& operator=(const RpcFile& other) = default;
   ~RpcFile();
 
-  const std::string& Name() const { return mName; }
-  void SetName(const std::string& name) { mName = name; }
-  const std::string& Id() const { return mId; }
-  void SetId(const std::string& id) { mId = id; }
+  const std::string& Name() const { return name_; }
+  void SetName(const std::string& name) { name_ = name; }
+  const std::string& Id() const { return id_; }
+  void SetId(const std::string& id) { id_ = id; }
 
   // The size given with the stream; not checked against the content.
-  unsigned Size() const { return mSize; }
-  std::istream& Stream() const { return *mStream; }
+  unsigned Size() const { return size_; }
+  std::istream& Stream() const { return *stream_; }
 
   // Throws Exception for a null stream, changing nothing.
   void SetStream(std::shared_ptr<std::istream> stream, unsigned size);
 
  private:
-  std::string mName;
-  std::uint32_t mSize;
-  std::shared_ptr<std::istream> mStream;
-  std::string mId;
+  std::string name_;
+  std::uint32_t size_;
+  std::shared_ptr<std::istream> stream_;
+  std::string id_;
 };
 
 }  // namespace kelm

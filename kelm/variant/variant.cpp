@@ -59,56 +59,56 @@ int Base64Digit(unsigned char c) {
 VariantFile::VariantFile() = default;
 
 VariantFile::VariantFile(const std::string& content)
-    : mContent(content, std::ios::in | std::ios::out | std::ios::ate) {}
+    : content_(content, std::ios::in | std::ios::out | std::ios::ate) {}
 
 VariantFile::VariantFile(const VariantFile& other)
-    : mContent(other.mContent.str(), std::ios::in | std::ios::out | std::ios::ate) {}
+    : content_(other.content_.str(), std::ios::in | std::ios::out | std::ios::ate) {}
 
 VariantFile& VariantFile::operator=(const VariantFile& other) {
   if (this != &other) {
-    mContent.str(other.mContent.str());
-    mContent.clear();
-    mContent.seekp(0, std::ios::end);
+    content_.str(other.content_.str());
+    content_.clear();
+    content_.seekp(0, std::ios::end);
   }
   return *this;
 }
 
 bool VariantFile::operator==(const VariantFile& other) const {
-  return this == &other || mContent.str() == other.mContent.str();
+  return this == &other || content_.str() == other.content_.str();
 }
 
 // Variant -------------------------------------------------------------------
 
 const Variant Variant::null;
 
-Variant::Variant() : mType(Null), mValue(std::in_place_index<Null>), mIsUint64(false) {}
+Variant::Variant() : type_(Null), value_(std::in_place_index<Null>), is_uint64_(false) {}
 
 // A null pointer is taken as the empty text.
 Variant::Variant(const char* text)
-    : mType(String), mValue(std::in_place_index<String>, text ? text : ""), mIsUint64(false) {}
+    : type_(String), value_(std::in_place_index<String>, text ? text : ""), is_uint64_(false) {}
 
 Variant::Variant(const std::string& text)
-    : mType(String), mValue(std::in_place_index<String>, text), mIsUint64(false) {}
+    : type_(String), value_(std::in_place_index<String>, text), is_uint64_(false) {}
 
-Variant::Variant(bool value) : mType(Bool), mValue(std::in_place_index<Bool>, value), mIsUint64(false) {}
+Variant::Variant(bool value) : type_(Bool), value_(std::in_place_index<Bool>, value), is_uint64_(false) {}
 
-Variant::Variant(int value) : mType(Int), mValue(std::in_place_index<Int>, value), mIsUint64(false) {}
+Variant::Variant(int value) : type_(Int), value_(std::in_place_index<Int>, value), is_uint64_(false) {}
 
-Variant::Variant(long long value) : mType(Int), mValue(std::in_place_index<Int>, value), mIsUint64(false) {}
+Variant::Variant(long long value) : type_(Int), value_(std::in_place_index<Int>, value), is_uint64_(false) {}
 
 Variant::Variant(unsigned long long value)
-    : mType(Int), mValue(std::in_place_index<Int>, static_cast<std::int64_t>(value)), mIsUint64(true) {}
+    : type_(Int), value_(std::in_place_index<Int>, static_cast<std::int64_t>(value)), is_uint64_(true) {}
 
-Variant::Variant(double value) : mType(Real), mValue(std::in_place_index<Real>, value), mIsUint64(false) {}
+Variant::Variant(double value) : type_(Real), value_(std::in_place_index<Real>, value), is_uint64_(false) {}
 
 Variant::Variant(const VariantFile& file)
-    : mType(File), mValue(std::in_place_index<File>, file), mIsUint64(false) {}
+    : type_(File), value_(std::in_place_index<File>, file), is_uint64_(false) {}
 
 Variant::Variant(const std::vector<ObjectMember>& members)
-    : mType(Object), mValue(std::in_place_index<Object>, members), mIsUint64(false) {}
+    : type_(Object), value_(std::in_place_index<Object>, members), is_uint64_(false) {}
 
 Variant::Variant(const std::vector<Variant>& items)
-    : mType(Array), mValue(std::in_place_index<Array>, items), mIsUint64(false) {}
+    : type_(Array), value_(std::in_place_index<Array>, items), is_uint64_(false) {}
 
 Variant::Variant(const Variant& other) = default;
 Variant::Variant(Variant&& other) noexcept = default;
@@ -117,89 +117,89 @@ Variant& Variant::operator=(Variant&& other) noexcept = default;
 Variant::~Variant() = default;
 
 void Variant::CheckType(VariantType expected) const {
-  if (mType != expected) {
-    throw std::runtime_error("value Type is " + std::to_string(mType) + " not " + std::to_string(expected));
+  if (type_ != expected) {
+    throw std::runtime_error("value Type is " + std::to_string(type_) + " not " + std::to_string(expected));
   }
 }
 
 const std::string& Variant::ToString() const {
   CheckType(String);
-  return std::get<String>(mValue);
+  return std::get<String>(value_);
 }
 
 bool Variant::ToBool() const {
   CheckType(Bool);
-  return std::get<Bool>(mValue);
+  return std::get<Bool>(value_);
 }
 
 long long Variant::ToInt() const {
   CheckType(Int);
-  return std::get<Int>(mValue);
+  return std::get<Int>(value_);
 }
 
 unsigned long long Variant::ToUint64() const {
   CheckType(Int);
-  return static_cast<unsigned long long>(std::get<Int>(mValue));
+  return static_cast<unsigned long long>(std::get<Int>(value_));
 }
 
 double Variant::ToReal() const {
-  if (mType == Int) {
-    const std::int64_t bits = std::get<Int>(mValue);
-    return mIsUint64 ? static_cast<double>(static_cast<unsigned long long>(bits)) : static_cast<double>(bits);
+  if (type_ == Int) {
+    const std::int64_t bits = std::get<Int>(value_);
+    return is_uint64_ ? static_cast<double>(static_cast<unsigned long long>(bits)) : static_cast<double>(bits);
   }
   CheckType(Real);
-  return std::get<Real>(mValue);
+  return std::get<Real>(value_);
 }
 
 const VariantFile& Variant::ToFile() const {
   CheckType(File);
-  return std::get<File>(mValue);
+  return std::get<File>(value_);
 }
 
 VariantFile& Variant::ToFile() {
   CheckType(File);
-  return std::get<File>(mValue);
+  return std::get<File>(value_);
 }
 
 const std::vector<ObjectMember>& Variant::ToObject() const {
   CheckType(Object);
-  return std::get<Object>(mValue);
+  return std::get<Object>(value_);
 }
 
 std::vector<ObjectMember>& Variant::ToObject() {
   CheckType(Object);
-  return std::get<Object>(mValue);
+  return std::get<Object>(value_);
 }
 
 const std::vector<Variant>& Variant::ToArray() const {
   CheckType(Array);
-  return std::get<Array>(mValue);
+  return std::get<Array>(value_);
 }
 
 std::vector<Variant>& Variant::ToArray() {
   CheckType(Array);
-  return std::get<Array>(mValue);
+  return std::get<Array>(value_);
 }
 
 std::string Variant::AsString() const {
-  switch (mType) {
+  switch (type_) {
     case Object:
       return "object";
     case Array:
       return "array";
     case String:
-      return std::get<String>(mValue);
+      return std::get<String>(value_);
     case Bool:
-      return std::get<Bool>(mValue) ? "true" : "false";
+      return std::get<Bool>(value_) ? "true" : "false";
     case Int: {
-      const std::int64_t bits = std::get<Int>(mValue);
-      return mIsUint64 ? std::to_string(static_cast<unsigned long long>(bits))
+      const std::int64_t bits = std::get<Int>(value_);
+      return is_uint64_ ? std::to_string(static_cast<unsigned long long>(bits))
                        : std::to_string(static_cast<long long>(bits));
     }
     case Real: {
       std::ostringstream out;
       out.imbue(std::locale::classic());
-      out << std::get<Real>(mValue);
+      out << std::get<Real>(value_);
       return out.str();
     }
     case Null:
@@ -211,28 +211,28 @@ std::string Variant::AsString() const {
 }
 
 long long Variant::AsInt() const {
-  switch (mType) {
+  switch (type_) {
     case String:
-      return TextToInt(std::get<String>(mValue));
+      return TextToInt(std::get<String>(value_));
     case Bool:
-      return std::get<Bool>(mValue) ? 1 : 0;
+      return std::get<Bool>(value_) ? 1 : 0;
     case Int:
-      return std::get<Int>(mValue);
+      return std::get<Int>(value_);
     case Real:
-      return RealToInt(std::get<Real>(mValue));
+      return RealToInt(std::get<Real>(value_));
     case Object:
     case Array:
     case Null:
     case File:
       break;
   }
-  throw std::runtime_error("value Type of " + std::to_string(mType) + " can't convert to long");
+  throw std::runtime_error("value Type of " + std::to_string(type_) + " can't convert to long");
 }
 
 bool Variant::operator==(const Variant& other) const {
   if (this == &other) return true;
-  if (mType != other.mType) return false;
-  return mValue == other.mValue;
+  if (type_ != other.type_) return false;
+  return value_ == other.value_;
 }
 
 // ObjectMember --------------------------------------------------------------

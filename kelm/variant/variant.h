@@ -28,11 +28,11 @@ class VariantFile {
   // Byte-for-byte comparison of the contents.
   bool operator==(const VariantFile& other) const;
 
-  std::iostream& Stream() { return mContent; }
-  std::string Content() const { return mContent.str(); }
+  std::iostream& Stream() { return content_; }
+  std::string Content() const { return content_.str(); }
 
  private:
-  std::stringstream mContent;
+  std::stringstream content_;
 };
 
 class Variant {
@@ -70,9 +70,9 @@ class Variant {
   Variant& operator=(Variant&& other) noexcept;
   ~Variant();
 
-  VariantType Type() const { return mType; }
-  bool IsNull() const { return mType == Null; }
-  bool IsUint64() const { return mIsUint64; }
+  VariantType Type() const { return type_; }
+  bool IsNull() const { return type_ == Null; }
+  bool IsUint64() const { return is_uint64_; }
 
   // Throws "value Type is <actual> not <expected>" unless the kind is `expected`.
   void CheckType(VariantType expected) const;
@@ -102,13 +102,13 @@ class Variant {
   bool operator==(const Variant& other) const;
 
  private:
-  // The alternatives are in kind order: the index always equals mType.
+  // The alternatives are in kind order: the index always equals type_.
   using Value = std::variant<std::vector<ObjectMember>, std::vector<Variant>, std::string, bool,
                              std::int64_t, double, std::monostate, VariantFile>;
 
-  VariantType mType;
-  Value mValue;
-  bool mIsUint64;
+  VariantType type_;
+  Value value_;
+  bool is_uint64_;
 };
 
 struct ObjectMember {

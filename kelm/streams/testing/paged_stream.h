@@ -32,7 +32,6 @@ class PagedStream : public Stream {
   }
   int Update(unsigned long pos, UpdateType /*type*/) override {
     Settle();
-    ++updates;
     const unsigned long base = pos - pos % page_size_;
     const std::size_t page = base / page_size_;
     while (pages_.size() <= page) pages_.push_back(std::make_unique<char[]>(page_size_));
@@ -51,8 +50,6 @@ class PagedStream : public Stream {
       all.append(pages_[p / page_size_].get(), std::min<unsigned long>(page_size_, size_ - p));
     return all;
   }
-
-  int updates = 0;
 
  private:
   // What was written into the current page counts for the size.

@@ -18,25 +18,25 @@ namespace kelm::testing {
 // must not outlive its reader.
 class MemoryReader : public IObjectReader {
  public:
-  explicit MemoryReader(const Variant& value, std::string name = "") : mValue(value), mName(std::move(name)) {}
+  explicit MemoryReader(const Variant& value, std::string name = "") : value_(value), name_(std::move(name)) {}
 
-  Variant::VariantType Type() const override { return mValue.Type(); }
-  void ReadName(std::string& name) override { name = mName; }
-  void ReadFile(std::ostream& stream) override { stream << mValue.ToFile().Content(); }
+  Variant::VariantType Type() const override { return value_.Type(); }
+  void ReadName(std::string& name) override { name = name_; }
+  void ReadFile(std::ostream& stream) override { stream << value_.ToFile().Content(); }
   void ReadString(std::string& text) override {
-    if (mValue.Type() == Variant::Object || mValue.Type() == Variant::Array) {
+    if (value_.Type() == Variant::Object || value_.Type() == Variant::Array) {
       throw std::runtime_error("not a scalar");
     }
-    text = mValue.AsString();
+    text = value_.AsString();
   }
-  void ReadBool(bool& value) override { value = mValue.ToBool(); }
-  void ReadInt(long long& value) override { value = mValue.ToInt(); }
-  void ReadUint64(unsigned long long& value) override { value = mValue.ToUint64(); }
-  void ReadReal(double& value) override { value = mValue.ToReal(); }
-  bool IsUint64() const override { return mValue.IsUint64(); }
+  void ReadBool(bool& value) override { value = value_.ToBool(); }
+  void ReadInt(long long& value) override { value = value_.ToInt(); }
+  void ReadUint64(unsigned long long& value) override { value = value_.ToUint64(); }
+  void ReadReal(double& value) override { value = value_.ToReal(); }
+  bool IsUint64() const override { return value_.IsUint64(); }
   std::unique_ptr<IItems> Items() override {
-    if (mValue.Type() == Variant::Object) return std::make_unique<Members>(mValue.ToObject());
-    if (mValue.Type() == Variant::Array) return std::make_unique<Elements>(mValue.ToArray());
+    if (value_.Type() == Variant::Object) return std::make_unique<Members>(value_.ToObject());
+    if (value_.Type() == Variant::Array) return std::make_unique<Elements>(value_.ToArray());
     throw std::runtime_error("not an object or array");
   }
 
@@ -44,23 +44,23 @@ class MemoryReader : public IObjectReader {
   template <class Item>
   class Cursor : public IItems {
    public:
-    explicit Cursor(const std::vector<Item>& items) : mItems(items), mAt(items.size()) {}
-    void First() override { mAt = 0; }
+    explicit Cursor(const std::vector<Item>& items) : items_(items), at_(items.size()) {}
+    void First() override { at_ = 0; }
     void Next() override {
-      if (mAt < mItems.size()) ++mAt;
+      if (at_ < items_.size()) ++at_;
     }
-    bool AtEnd() const override { return mAt >= mItems.size(); }
+    bool AtEnd() const override { return at_ >= items_.size(); }
 
    protected:
-    const std::vector<Item>& mItems;
-    std::size_t mAt;
+    const std::vector<Item>& items_;
+    std::size_t at_;
   };
 
   class Members : public Cursor<ObjectMember> {
    public:
     using Cursor::Cursor;
     std::shared_ptr<IObjectReader> Current() const override {
-      return std::make_shared<MemoryReader>(mItems.at(mAt).value, mItems.at(mAt).name);
+      return std::make_shared<MemoryReader>(items_.at(at_).value, items_.at(at_).name);
     }
   };
 
@@ -68,26 +68,25 @@ class MemoryReader : public IObjectReader {
    public:
     using Cursor::Cursor;
     std::shared_ptr<IObjectReader> Current() const override {
-      return std::make_shared<MemoryReader>(mItems.at(mAt));
+      return std::make_shared<MemoryReader>(items_.at(at_));
     }
   };
 
-  const Variant mValue;
-  std::string mName;
+  const Variant value_;
+  std::string name_;
 };
 
-// Builds the Variant written to it; Result() is that Variant. Misuse (a value
-// after the outermost one, an unmatched End, writing after Flush) throws.
+// Builds the Variant written to it; Result() is that Variant. The writer
+// trusts its caller to nest and end values properly.
 class MemoryWriter : public IObjectWriter {
  public:
-  const Variant& Result() const { return mResult; }
-  bool Flushed() const { return mFlushed; }
+  const Variant& Result() const { return result_; }
 
   void BeginObject() override { Open(Variant(std::vector<ObjectMember>())); }
-  void EndObject() override { Close(Variant::Object); }
+  void EndObject() override { Close(); }
   void BeginArray() override { Open(Variant(std::vector<Variant>())); }
-  void EndArray() override { Close(Variant::Array); }
-  void WriteName(const std::string& name) override { mName = name; }
+  void EndArray() override { Close(); }
+  void WriteName(const std::string& name) override { name_ = name; }
   void WriteString(const std::string& text) override { Put(Variant(text)); }
   void WriteBool(bool value) override { Put(Variant(value)); }
   void WriteInt(long long value) override { Put(Variant(value)); }
@@ -98,10 +97,7 @@ class MemoryWriter : public IObjectWriter {
     Put(Variant(VariantFile(std::string(std::istreambuf_iterator<char>(stream), {}))));
   }
   void WriteRaw(const std::string& encoded) override { Put(Variant(encoded)); }
-  void Flush() override {
-    if (!mOpen.empty()) throw std::runtime_error("unfinished object or array");
-    mFlushed = true;
-  }
+  void Flush() override {}
 
  private:
   struct Frame {
@@ -110,42 +106,31 @@ class MemoryWriter : public IObjectWriter {
   };
 
   void Open(Variant container) {
-    CheckWritable();
-    mOpen.push_back({std::move(container), mName});
-    mName.clear();
+    open_.push_back({std::move(container), name_});
+    name_.clear();
   }
 
-  void Close(Variant::VariantType kind) {
-    if (mOpen.empty() || mOpen.back().container.Type() != kind) throw std::runtime_error("unmatched end");
-    Frame done = std::move(mOpen.back());
-    mOpen.pop_back();
-    mName = done.name;
+  void Close() {
+    Frame done = std::move(open_.back());
+    open_.pop_back();
+    name_ = done.name;
     Put(std::move(done.container));
   }
 
   void Put(Variant value) {
-    CheckWritable();
-    if (mOpen.empty()) {
-      if (mWritten) throw std::runtime_error("a second outermost value");
-      mResult = std::move(value);
-      mWritten = true;
-    } else if (mOpen.back().container.Type() == Variant::Object) {
-      mOpen.back().container.ToObject().emplace_back(mName, value);
+    if (open_.empty()) {
+      result_ = std::move(value);
+    } else if (open_.back().container.Type() == Variant::Object) {
+      open_.back().container.ToObject().emplace_back(name_, value);
     } else {
-      mOpen.back().container.ToArray().push_back(std::move(value));
+      open_.back().container.ToArray().push_back(std::move(value));
     }
-    mName.clear();
+    name_.clear();
   }
 
-  void CheckWritable() const {
-    if (mFlushed) throw std::runtime_error("written after Flush");
-  }
-
-  std::vector<Frame> mOpen;
-  std::string mName;
-  Variant mResult;
-  bool mWritten = false;
-  bool mFlushed = false;
+  std::vector<Frame> open_;
+  std::string name_;
+  Variant result_;
 };
 
 }  // namespace kelm::testing
