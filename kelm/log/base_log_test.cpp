@@ -149,8 +149,8 @@ class Grouping : public std::numpunct<char> {
   std::string do_grouping() const override { return "\3"; }
 };
 
-// Records share pooled streams: whatever one record sets on its stream must
-// not reach the next one, and records alive at once must not share one.
+// Whatever one record sets on its stream must not reach the next one, and
+// records alive at once must not share one.
 TEST(BaseLogTest, EachRecordStartsWithAFreshStream) {
   std::ostream* first = nullptr;
   {
