@@ -74,7 +74,7 @@ test-linux: linux
 	cd $(BUILD)/linux && $(CTEST)
 
 test-asan: asan
-	cd $(BUILD)/asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 $(CTEST)
+	cd $(BUILD)/asan && ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS=suppressions=$(CURDIR)/scripts/lsan.supp UBSAN_OPTIONS=print_stacktrace=1 $(CTEST)
 
 test-tsan: tsan
 	cd $(BUILD)/tsan && TSAN_OPTIONS=halt_on_error=1 $(CTEST)

@@ -96,9 +96,9 @@ TEST(FuncListTest, InsertRefusesBadArgumentsAndKeepsTheFirst) {
   EXPECT_TRUE(list.Insert("F", " 1", first, false));
   BinaryRegistrator second(&Diff, &deletions);
   EXPECT_TRUE(list.Insert("F", " 1", &second, false));
+  EXPECT_EQ(list.Find("F", " 1"), first);
   EXPECT_TRUE(list.Insert("F", " 1", first, false));
   EXPECT_EQ(deletions, 0);
-  EXPECT_EQ(list.Find("F", " 1"), first);
   EXPECT_EQ(second.Function(), reinterpret_cast<void*>(&Diff));
   list.ClearRegistration();
   EXPECT_EQ(deletions, 1);
