@@ -287,7 +287,7 @@ TEST_F(FStreamTest, OpeningFailures) {
   }
   const std::string long_name = kelm::port::TempFolder() + std::string(270, 'n');
   EXPECT_FALSE(f.Open(long_name.c_str(), kRW));
-  EXPECT_TRUE(reports_.SawStart("Имя файла длиннее 259 символов"));
+  EXPECT_TRUE(reports_.Saw("Имя файла длиннее 259 символов", true));
   EXPECT_FALSE(f.IsOpen());
 
   // A read-only file opens for reading only, and says it is read-only.
