@@ -8,6 +8,7 @@
 
 #include "kelm/streams/mem_stream.h"
 #include "kelm/streams/testing/paged_stream.h"
+#include "kelm/streams/testing/scratch_files.h"
 
 namespace {
 
@@ -18,15 +19,7 @@ unsigned long Crc(const std::string& s) {
 }
 
 // Bytes that exercise every table entry and every alignment.
-std::string Noise(std::size_t n) {
-  std::string s(n, '\0');
-  std::uint32_t x = 12345;
-  for (auto& c : s) {
-    x = x * 1103515245 + 12345;
-    c = static_cast<char>(x >> 23);
-  }
-  return s;
-}
+std::string Noise(std::size_t n) { return kelm::testing::Noise(n, 7); }
 
 // The definition, one bit at a time: register 0, no final inversion.
 std::uint32_t BitwiseCrc(const char* p, std::size_t n) {
@@ -40,7 +33,6 @@ std::uint32_t BitwiseCrc(const char* p, std::size_t n) {
 
 TEST(CRC32Test, KnownValuesAndTheZlibRelation) {
   EXPECT_EQ(Crc("123456789"), 0x2DFD2D88u);
-  EXPECT_EQ(Crc().Calculate(0, nullptr), 0u);
   EXPECT_EQ(Crc().Calculate(0, "whatever"), 0u);
   for (std::size_t n : {1u, 9u, 63u, 64u, 65u, 1000u, 4099u}) {
     const std::string s = Noise(n);
@@ -57,7 +49,7 @@ TEST(CRC32Test, KnownValuesAndTheZlibRelation) {
 
 TEST(CRC32Test, ContinueChecksDataInPieces) {
   const std::string s = Noise(5000);
-  const unsigned long whole = Crc().Calculate(static_cast<unsigned long>(s.size()), s.data());
+  const unsigned long whole = Crc(s);
   for (std::size_t cut : {0u, 1u, 63u, 64u, 2500u, 4999u, 5000u}) {
     const unsigned long head = Crc().Calculate(static_cast<unsigned long>(cut), s.data());
     EXPECT_EQ(Crc().Continue(head, static_cast<unsigned long>(s.size() - cut), s.data() + cut), whole) << cut;

@@ -34,22 +34,7 @@ using kelm::testing::WriteWhole;
 
 // One run of a scenario: counts the failures reported to it.
 struct Attempt {
-  // Does `step`; a reported failure (coded error or fatal end) is counted and
-  // the step done once more. False when the retry failed too.
-  bool Retry(const std::function<void()>& step) {
-    for (int attempt = 0; attempt < 2; ++attempt) {
-      try {
-        step();
-        return true;
-      } catch (const GorseCodeException&) {
-        ++reported;
-      } catch (const FatalEnd&) {
-        ++reported;
-      }
-    }
-    return false;
-  }
-  // Does `step`; false (counted) when it reported a failure.
+  // Does `step`; false (counted) when it reported a failure (a coded error or a fatal end).
   bool Once(const std::function<void()>& step) {
     try {
       step();
@@ -59,6 +44,12 @@ struct Attempt {
     }
     ++reported;
     return false;
+  }
+  // Does `step` once more when it failed; false when the retry failed too.
+  bool Retry(const std::function<void()>& step) { return Once(step) || Once(step); }
+  void Fail(const std::string& what) {
+    ok = false;
+    why += " " + what;
   }
 
   unsigned long reported = 0;
@@ -71,20 +62,6 @@ void Put(FStream& f, unsigned long at, const std::string& bytes) {
   f.Write(bytes.data(), static_cast<unsigned>(bytes.size()));
 }
 
-// Reads back through the stream and compares with the model.
-void Check(Attempt& run, FStream& f, const std::string& model, unsigned long at, unsigned n) {
-  std::string got(n, '\0');
-  if (!run.Retry([&] {
-        f.Seek(at);
-        f.Read(got.data(), n);
-      }))
-    return;
-  if (got != model.substr(at, n)) {
-    run.ok = false;
-    run.why = "read back at " + std::to_string(at);
-  }
-}
-
 // The page size and the number of pages of a sweep. With a budget of 1 MiB
 // the manager keeps at most 336 records, or 1 MiB of page memory: 360 pages
 // of 512 bytes or 40 of 32 KiB make it give pages up.
@@ -92,49 +69,22 @@ struct Shape {
   unsigned page;
   unsigned pages;
   unsigned long Bytes() const { return static_cast<unsigned long>(page) * pages; }
-};
-Shape shape{512, 360};
-
+} shape{512, 360};
 
 constexpr unsigned kFresh = fmRead | fmWrite | fmCreate;
 constexpr unsigned kExisting = fmRead | fmWrite;
 
-// A scenario: its files are prepared without faults, then it runs under
-// them and answers what the file must hold afterwards.
-struct Scenario {
-  std::function<void(const std::string& name)> prepare = [](const std::string&) {};
-  std::function<std::string(Attempt& run, const std::string& name)> run;
-};
+// Writes `model` from the start in pieces of 1000 bytes, then flushes.
+void WriteModel(Attempt& run, FStream& f, const std::string& model) {
+  for (unsigned long at = 0; at < model.size(); at += 1000) run.Retry([&] { Put(f, at, model.substr(at, 1000)); });
+  run.Retry([&] { f.Flush(); });
+}
 
-// Sequential writes into a new file.
 std::string Sequential(Attempt& run, const std::string& name) {
   const std::string model = Noise(shape.Bytes(), 1);
   FStream f(name.c_str(), kFresh);
   f.ChangeBufferSize(static_cast<unsigned short>(shape.page));
-  for (unsigned long at = 0; at < model.size(); at += 1000)
-    run.Retry([&] { Put(f, at, model.substr(at, 1000)); });
-  run.Retry([&] { f.Flush(); });
-  f.Close();
-  return model;
-}
-
-// 4-byte updates over every page of an existing file, then at random
-// places, with reads checked along the way.
-std::string RandomUpdates(Attempt& run, const std::string& name) {
-  std::string model = Noise(shape.Bytes(), 2);
-  FStream f(name.c_str(), kExisting);
-  f.ChangeBufferSize(static_cast<unsigned short>(shape.page));
-  std::uint32_t x = 7;
-  for (unsigned i = 0; i < shape.pages * 4 / 3; ++i) {
-    x = x * 1103515245u + 12345u;
-    const unsigned long at =
-        i < shape.pages ? i * shape.page + (x >> 8) % (shape.page - 4) : (x >> 8) % (model.size() - 4);
-    const std::string bytes = Noise(4, x);
-    run.Retry([&] { Put(f, at, bytes); });
-    model.replace(at, 4, bytes);
-    if (i % 16 == 0) Check(run, f, model, (x >> 4) % (model.size() - 64), 64);
-  }
-  run.Retry([&] { f.Flush(); });
+  WriteModel(run, f, model);
   f.Close();
   return model;
 }
@@ -143,9 +93,7 @@ std::string Truncation(Attempt& run, const std::string& name) {
   std::string model = Noise(100000, 3);
   FStream f(name.c_str(), kFresh);
   f.ChangeBufferSize(static_cast<unsigned short>(shape.page));
-  for (unsigned long at = 0; at < model.size(); at += 1000)
-    run.Retry([&] { Put(f, at, model.substr(at, 1000)); });
-  run.Retry([&] { f.Flush(); });
+  WriteModel(run, f, model);
   auto cut = [&](unsigned long at) {
     run.Retry([&] {
       f.Seek(at);
@@ -161,63 +109,64 @@ std::string Truncation(Attempt& run, const std::string& name) {
   run.Retry([&] { Put(f, 29900, Noise(200, 5)); });
   model.replace(29900, 100, Noise(200, 5));
   run.Retry([&] { f.Flush(); });
-  if (f.Size() != model.size()) {
-    run.ok = false;
-    run.why = "size";
-  }
+  if (f.Size() != model.size()) run.Fail("size");
   f.Close();
   return model;
 }
 
-// Changes past the memory budget inside a transaction, so that pages go to
-// the swap file and come back. Any failure breaks the transaction; the file
-// must then be as it was. With `commit`, a clean run ends the transaction,
-// and a failure while it ends is repaired by ending it again.
-std::string Transaction(Attempt& run, const std::string& name, bool commit) {
-  const std::string before = Noise(shape.Bytes(), 6);
+// Small updates over every page of an existing file (the content of
+// Noise(seed)), then at random places, with reads checked along the way.
+// Outside a transaction a failed step is done again. Inside one, changes
+// go past the memory budget, so that pages go to the swap file and come
+// back; any failure breaks the transaction and the file must then be as it
+// was. With `commit`, a clean run ends the transaction, and a failure while
+// it ends is repaired by ending it again.
+std::string Updates(Attempt& run, const std::string& name, bool transaction, bool commit) {
+  const unsigned width = transaction ? 8 : 4;
+  const std::string before = Noise(shape.Bytes(), transaction ? 6 : 2);
   std::string model = before;
   FStream f(name.c_str(), kExisting);
   f.ChangeBufferSize(static_cast<unsigned short>(shape.page));
-  bool failed = !run.Once([&] { f.BeginTransaction(); });
-  std::uint32_t x = 11;
+  auto step = [&](const std::function<void()>& s) { return transaction ? run.Once(s) : run.Retry(s); };
+  bool failed = transaction && !run.Once([&] { f.BeginTransaction(); });
+  std::uint32_t x = transaction ? 11 : 7;
   for (unsigned i = 0; i < shape.pages * 4 / 3 && !failed; ++i) {
     x = x * 1103515245u + 12345u;
     const unsigned long at =
-        i < shape.pages ? i * shape.page + (x >> 8) % (shape.page - 8) : (x >> 8) % (model.size() - 8);
-    const std::string bytes = Noise(8, x);
-    failed = !run.Once([&] { Put(f, at, bytes); });
-    model.replace(at, 8, bytes);
-    if (!failed && i % 16 == 0) {
-      std::string got(64, '\0');
-      const unsigned long from = (x >> 4) % (model.size() - 64);
-      failed = !run.Once([&] {
-        f.Seek(from);
-        f.Read(got.data(), 64);
-      });
-      if (!failed && got != model.substr(from, 64)) {
-        run.ok = false;
-        run.why = "read back in the transaction";
-      }
-    }
+        i < shape.pages ? i * shape.page + (x >> 8) % (shape.page - width) : (x >> 8) % (model.size() - width);
+    const std::string bytes = Noise(width, x);
+    failed = !step([&] { Put(f, at, bytes); }) && transaction;
+    model.replace(at, width, bytes);
+    if (failed || i % 16 != 0) continue;
+    std::string got(64, '\0');
+    const unsigned long from = (x >> 4) % (model.size() - 64);
+    if (!step([&] {
+          f.Seek(from);
+          f.Read(got.data(), 64);
+        }))
+      failed = transaction;
+    else if (got != model.substr(from, 64))
+      run.Fail("read back at " + std::to_string(from));
   }
-  if (failed || !commit) {
+  if (!transaction) {
+    run.Retry([&] { f.Flush(); });
+  } else if (failed || !commit) {
     f.BreakTransaction();
     model = before;
   } else {
     run.Retry([&] { f.EndTransaction(); });
   }
   f.Close();
-  if (FStream::TrnCnt() != 0) {
-    run.ok = false;
-    run.why += " transaction still counted";
-  }
+  if (FStream::TrnCnt() != 0) run.Fail("transaction still counted");
   return model;
 }
 
-struct Tally {
-  unsigned long runs = 0;
-  unsigned long losses = 0;
-  unsigned long silent = 0;
+// A scenario: the file it updates is first written, without faults, with
+// Noise(seed) (none for 0); then it runs under the faults and answers what
+// the file must hold afterwards.
+struct Scenario {
+  std::uint32_t seed;
+  std::function<std::string(Attempt& run, const std::string& name)> run;
 };
 
 // Runs the scenario in a thread of its own (a fresh block manager, swap
@@ -228,7 +177,7 @@ Attempt RunOnce(const Scenario& scenario, FileCall kind, unsigned long n, unsign
   std::thread([&] {
     ReportCapture reports;
     ScratchFile file("faults");
-    scenario.prepare(file.name());
+    if (scenario.seed != 0) WriteWhole(file.name(), Noise(shape.Bytes(), scenario.seed));
     BlockManager::Instance().SetMemoryBound(1);
     kelm::port::testing::ResetFileFaults();
     static const unsigned long errors[] = {30, 112, 87, 112, 112};
@@ -237,81 +186,65 @@ Attempt RunOnce(const Scenario& scenario, FileCall kind, unsigned long n, unsign
     *calls = kelm::port::testing::FileCallCount(kind);
     *injected = kelm::port::testing::FileFaultsInjected();
     kelm::port::testing::ResetFileFaults();
-    if (ReadWhole(file.name()) != model) {
-      run.ok = false;
-      run.why += " file differs";
-    }
+    if (ReadWhole(file.name()) != model) run.Fail("file differs");
     // A failure is reported through the thread's messager, never silently.
     if (reports.texts.empty()) run.reported = 0;
   }).join();
   return run;
 }
 
-Tally Sweep(const char* title, const Scenario& scenario) {
-  Tally tally;
+void Sweep(const std::string& title, const Scenario& scenario) {
+  unsigned long runs = 0, losses = 0, silent = 0, count = 0, calls = 0, injected = 0;
   const char* kinds[] = {"reads", "writes", "seeks", "set-ends", "flushes"};
   std::string line;
   for (int k = 0; k < kelm::port::testing::kFileCallKinds; ++k) {
     const auto kind = static_cast<FileCall>(k);
-    unsigned long count = 0;
-    unsigned long injected = 0;
     const Attempt clean = RunOnce(scenario, kind, 0, &count, &injected);
-    EXPECT_TRUE(clean.ok) << title << ": " << clean.why;
+    EXPECT_TRUE(clean.ok) << title << ":" << clean.why;
     EXPECT_EQ(clean.reported, 0u) << title;
-    for (unsigned long n = 1; n <= count; ++n) {
-      unsigned long calls = 0;
+    for (unsigned long n = 1; n <= count; ++n, ++runs) {
       const Attempt run = RunOnce(scenario, kind, n, &calls, &injected);
-      ++tally.runs;
-      if (!run.ok) {
-        ++tally.losses;
-        ADD_FAILURE() << title << ": " << kinds[k] << " #" << n << ": " << run.why;
-      }
-      if (injected > 0 && run.reported == 0) {
-        ++tally.silent;
-        ADD_FAILURE() << title << ": " << kinds[k] << " #" << n << " failed silently";
-      }
+      if (!run.ok) ++losses;
+      if (injected > 0 && run.reported == 0) ++silent;
+      EXPECT_TRUE(run.ok) << title << ": " << kinds[k] << " #" << n << ":" << run.why;
+      EXPECT_FALSE(injected > 0 && run.reported == 0) << title << ": " << kinds[k] << " #" << n << " failed silently";
     }
     line += " " + std::to_string(count) + " " + kinds[k];
   }
-  std::printf("[ faults   ] %s:%s; %lu runs, %lu losses, %lu silent\n", title, line.c_str(), tally.runs,
-              tally.losses, tally.silent);
-  return tally;
+  std::printf("[ faults   ] %s:%s; %lu runs, %lu losses, %lu silent\n", title.c_str(), line.c_str(), runs, losses,
+              silent);
 }
-
-void PrepareRandom(const std::string& name) { WriteWhole(name, Noise(shape.Bytes(), 2)); }
-void PrepareTransaction(const std::string& name) { WriteWhole(name, Noise(shape.Bytes(), 6)); }
 
 // Every sweep runs with 32 KiB pages (the memory bound gives pages up); the
 // native build without sanitizers also runs it with 512-byte pages (the
 // record limit gives them up), which makes ten times the calls.
-void SweepShapes(const char* title, const Scenario& scenario) {
+void SweepShapes(const std::string& title, const Scenario& scenario) {
   shape = {32768, 40};
-  Sweep((std::string(title) + ", 32 KiB pages").c_str(), scenario);
+  Sweep(title + ", 32 KiB pages", scenario);
 #if !defined(_WIN32) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
   shape = {512, 360};
-  Sweep((std::string(title) + ", 512-byte pages").c_str(), scenario);
+  Sweep(title + ", 512-byte pages", scenario);
 #endif
 }
 
-TEST(FStreamFaultsTest, SequentialWrites) { SweepShapes("sequential writes", {.run = Sequential}); }
+TEST(FStreamFaultsTest, SequentialWrites) { SweepShapes("sequential writes", {0, Sequential}); }
 
 TEST(FStreamFaultsTest, RandomUpdates) {
-  SweepShapes("random updates", {.prepare = PrepareRandom, .run = RandomUpdates});
+  SweepShapes("random updates", {2, [](Attempt& run, const std::string& name) { return Updates(run, name, false, false); }});
 }
 
-TEST(FStreamFaultsTest, Truncation) { SweepShapes("truncation", {.run = Truncation}); }
+TEST(FStreamFaultsTest, Truncation) { SweepShapes("truncation", {0, Truncation}); }
 
 TEST(FStreamFaultsTest, BrokenTransactionWithSwappedPages) {
-  SweepShapes("broken transaction", {.prepare = PrepareTransaction, .run = [](Attempt& run, const std::string& name) {
-                                 return Transaction(run, name, false);
-                               }});
+  SweepShapes("broken transaction",
+              {6, [](Attempt& run, const std::string& name) { return Updates(run, name, true, false); }});
 }
 
 TEST(FStreamFaultsTest, EndedTransactionWithSwappedPages) {
-  SweepShapes("ended transaction", {.prepare = PrepareTransaction, .run = [](Attempt& run, const std::string& name) {
-                                return Transaction(run, name, true);
-                              }});
+  SweepShapes("ended transaction",
+              {6, [](Attempt& run, const std::string& name) { return Updates(run, name, true, true); }});
 }
+
 #if GTEST_HAS_DEATH_TEST
 // With the default ending, a swap file that cannot be written ends the
 // process with status 29.

@@ -32,14 +32,10 @@ class ReportCapture {
     KelmErrors::FatalTerminator::Instance().Reset(new KelmErrors::DefaultFatalTerminationPolicy);
   }
 
-  bool Saw(const std::string& text) const {
+  // Whether `text` was reported, or with `start`, a text that begins with it.
+  bool Saw(const std::string& text, bool start = false) const {
     for (const auto& t : texts)
-      if (t == text) return true;
-    return false;
-  }
-  bool SawStart(const std::string& start) const {
-    for (const auto& t : texts)
-      if (t.compare(0, start.size(), start) == 0) return true;
+      if (start ? t.compare(0, text.size(), text) == 0 : t == text) return true;
     return false;
   }
 
