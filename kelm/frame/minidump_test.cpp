@@ -48,6 +48,18 @@ __attribute__((noinline, no_sanitize("undefined"))) void ReadNull(bool* destroye
   sink = *nowhere;
 }
 
+// The first fault is caught in the faulting function itself; the second
+// leaves through the caller.
+__attribute__((no_sanitize("undefined"))) void FaultHereThenInACallee(unsigned* first, bool* destroyed) {
+  try {
+    volatile int* volatile nowhere = nullptr;
+    sink = *nowhere;
+  } catch (const SE_Exception& e) {
+    *first = e.getSeNumber();
+  }
+  ReadNull(destroyed);
+}
+
 // The exception code a fault in `fault`, run in a thread with its dump
 // initializer, was translated to; `report` gets that thread's last error.
 template <class Fault>
@@ -199,17 +211,7 @@ TEST_F(DumpTest, AFileInTheWayFailsSilentlyAndFaultsStillArrive) {
   unsigned first = 0;
   bool destroyed = false;
   std::string report;
-  EXPECT_EQ(CaughtInTranslatingThread(
-                [&] {
-                  try {
-                    volatile int* volatile nowhere = nullptr;
-                    sink = *nowhere;
-                  } catch (const SE_Exception& e) {
-                    first = e.getSeNumber();
-                  }
-                  ReadNull(&destroyed);
-                },
-                &report),
+  EXPECT_EQ(CaughtInTranslatingThread([&] { FaultHereThenInACallee(&first, &destroyed); }, &report),
             EXCEPTION_ACCESS_VIOLATION);
   EXPECT_EQ(first, EXCEPTION_ACCESS_VIOLATION);
   EXPECT_TRUE(destroyed);
