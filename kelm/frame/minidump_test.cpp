@@ -24,6 +24,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using Names = std::vector<std::string>;
 
 const char kCrashReport[] = "Внимание! Произошла исключительная ситуация. Для ее анализа создан дамп.";
 const char kPureCallReport[] =
@@ -33,24 +34,61 @@ const char kPureCallReport[] =
 
 volatile int sink;
 
+struct Flag {
+  bool* set;
+  ~Flag() { *set = true; }
+};
+
 // The sanitizers would report these faults themselves before they happen.
-__attribute__((noinline, no_sanitize("undefined"))) void ReadNull() {
+// A local of the faulting frame tells whether it was unwound.
+__attribute__((noinline, no_sanitize("undefined"))) void ReadNull(bool* destroyed = nullptr) {
+  bool ignored;
+  Flag flag{destroyed ? destroyed : &ignored};
   volatile int* volatile nowhere = nullptr;
   sink = *nowhere;
 }
 
+// The first fault is caught in the faulting function itself; the second
+// leaves through the caller.
+__attribute__((no_sanitize("undefined"))) void FaultHereThenInACallee(unsigned* first, bool* destroyed) {
+  try {
+    volatile int* volatile nowhere = nullptr;
+    sink = *nowhere;
+  } catch (const SE_Exception& e) {
+    *first = e.getSeNumber();
+  }
+  ReadNull(destroyed);
+}
+
+// The exception code a fault in `fault`, run in a thread with its dump
+// initializer, was translated to; `report` gets that thread's last error.
+template <class Fault>
+unsigned CaughtInTranslatingThread(Fault fault, std::string* report = nullptr) {
+  unsigned caught = 0;
+  std::thread([&] {
+    MinidumpThreadInitializer::Instance();
+    try {
+      fault();
+    } catch (const SE_Exception& e) {
+      caught = e.getSeNumber();
+    }
+    if (report != nullptr) *report = ErrorMessager::Instance().GetLastError();
+  }).join();
+  return caught;
+}
+
 class Recorder : public IErrorPolicy {
  public:
-  explicit Recorder(std::vector<std::string>* texts) : texts_(texts) {}
+  explicit Recorder(Names* texts) : texts_(texts) {}
   void Message(const std::string& text, long, bool) override { texts_->push_back(text); }
   IErrorPolicy& Clone() override { return *new Recorder(texts_); }
 
  private:
-  std::vector<std::string>* texts_;
+  Names* texts_;
 };
 
-std::vector<std::string> FilesIn(const fs::path& dir) {
-  std::vector<std::string> names;
+Names FilesIn(const fs::path& dir) {
+  Names names;
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(dir, error)) names.push_back(entry.path().filename().string());
   std::sort(names.begin(), names.end());
@@ -58,24 +96,13 @@ std::vector<std::string> FilesIn(const fs::path& dir) {
 }
 
 // "dump_гггг_мм_дд__чч_ии_сс" and `suffix`; '9' in the pattern stands for a digit.
-bool IsDumpName(const std::string& name, const std::string& suffix) {
+bool IsDumpName(const std::string& name, const std::string& suffix = ".dmp") {
   const std::string pattern = "dump_9999_99_99__99_99_99" + suffix;
   if (name.size() != pattern.size()) return false;
   for (std::size_t i = 0; i < name.size(); ++i) {
     if (pattern[i] == '9' ? !std::isdigit(static_cast<unsigned char>(name[i])) : name[i] != pattern[i]) return false;
   }
   return true;
-}
-bool IsSnapshotName(const std::string& name) { return IsDumpName(name, ".dmp"); }
-bool IsCrashName(const std::string& name) { return IsDumpName(name, "_crash.dmp"); }
-
-// Runs `body` in a new thread that has its dump initializer.
-template <class Body>
-void InTranslatingThread(Body body) {
-  std::thread([&] {
-    MinidumpThreadInitializer::Instance();
-    body();
-  }).join();
 }
 
 // Every test works in a fresh current directory with the default settings.
@@ -96,7 +123,7 @@ class DumpTest : public testing::Test {
   fs::path home_;
 };
 
-TEST(MiniDumpTypeSetterTest, OldestLiveTypeIsCurrentAndEachSetterRemovesTheOldest) {
+TEST(MiniDumpSettingsTest, TypeOfTheOldestSetterAndAPathSharedByThreads) {
   EXPECT_EQ(MiniDumpTypeSetter::CurrentType(), MiniDumpNormal);
   auto a = std::make_unique<MiniDumpTypeSetter>(MiniDumpWithDataSegs);
   auto b = std::make_unique<MiniDumpTypeSetter>(MiniDumpWithFullMemory);
@@ -105,9 +132,7 @@ TEST(MiniDumpTypeSetterTest, OldestLiveTypeIsCurrentAndEachSetterRemovesTheOldes
   EXPECT_EQ(MiniDumpTypeSetter::CurrentType(), MiniDumpWithFullMemory);
   a.reset();
   EXPECT_EQ(MiniDumpTypeSetter::CurrentType(), MiniDumpNormal);
-}
 
-TEST(MiniDumpPathChangerTest, PathIsSharedByThreads) {
   EXPECT_EQ(MiniDumpPathChanger::Instance().Path(), "dumps");
   std::thread([] { MiniDumpPathChanger::Instance().SetPath("elsewhere"); }).join();
   EXPECT_EQ(MiniDumpPathChanger::Instance().Path(), "elsewhere");
@@ -116,29 +141,24 @@ TEST(MiniDumpPathChangerTest, PathIsSharedByThreads) {
 
 TEST_F(DumpTest, PureCallInATranslatingThreadLeavesACrashDumpAndBothReports) {
   ReportAboutDumps = true;
-  std::vector<std::string> reports;
-  unsigned caught = 0;
-  InTranslatingThread([&] {
-    ErrorMessager::Instance().Reset(new Recorder(&reports));
-    try {
-      PureCallHandler();
-    } catch (const SE_Exception& e) {
-      caught = e.getSeNumber();
-    }
-  });
-  EXPECT_EQ(caught, EXCEPTION_ACCESS_VIOLATION);
-  EXPECT_EQ(reports, (std::vector<std::string>{kPureCallReport, kCrashReport}));
+  Names reports;
+  EXPECT_EQ(CaughtInTranslatingThread([&] {
+              ErrorMessager::Instance().Reset(new Recorder(&reports));
+              PureCallHandler();
+            }),
+            EXCEPTION_ACCESS_VIOLATION);
+  EXPECT_EQ(reports, (Names{kPureCallReport, kCrashReport}));
   // The folder did not exist: the dump made it.
-  const std::vector<std::string> dumps = FilesIn("dumps");
+  const Names dumps = FilesIn("dumps");
   ASSERT_EQ(dumps.size(), 1u);
-  EXPECT_TRUE(IsCrashName(dumps[0])) << dumps[0];
+  EXPECT_TRUE(IsDumpName(dumps[0], "_crash.dmp")) << dumps[0];
   EXPECT_GT(fs::file_size(fs::path("dumps") / dumps[0]), 1000u);
 }
 
 TEST_F(DumpTest, SnapshotKeepsTheTenNewestDumpFilesAndNothingElseIsTouched) {
   fs::create_directory("dumps");
   for (int i = 10; i < 21; ++i) std::ofstream("dumps/dump_2000_01_01__00_00_" + std::to_string(i) + ".dmp");
-  const std::vector<std::string> others = {"a.DMP", "b.dmp.old", "c.dmpx", "dmp"};
+  const Names others = {"a.DMP", "b.dmp.old", "c.dmpx", "dmp"};
   for (const std::string& name : others) std::ofstream("dumps/" + name);
   fs::create_directories("dumps/0.dmp/inner");  // a folder, first by name
   std::ofstream("outside.dmp");
@@ -149,17 +169,15 @@ TEST_F(DumpTest, SnapshotKeepsTheTenNewestDumpFilesAndNothingElseIsTouched) {
 
   ASSERT_NE(SnapCurrentProcessMiniDump(MiniDumpNormal), 0);
 
-  std::vector<std::string> dumps, rest;
-  for (const std::string& name : FilesIn("dumps")) {
-    (name.size() > 4 && name.substr(name.size() - 4) == ".dmp" && name != "0.dmp" ? dumps : rest).push_back(name);
-  }
-  ASSERT_EQ(dumps.size(), 10u);
-  for (int i = 0; i < 9; ++i) EXPECT_EQ(dumps[i], "dump_2000_01_01__00_00_" + std::to_string(i + 12) + ".dmp");
-  EXPECT_TRUE(IsSnapshotName(dumps[9])) << dumps[9];
-  std::vector<std::string> expected_rest = others;
-  expected_rest.push_back("0.dmp");
-  std::sort(expected_rest.begin(), expected_rest.end());
-  EXPECT_EQ(rest, expected_rest);
+  // The new snapshot sorts last.
+  Names files = FilesIn("dumps");
+  ASSERT_FALSE(files.empty());
+  EXPECT_TRUE(IsDumpName(files.back())) << files.back();
+  files.pop_back();
+  Names expected = others;
+  expected.insert(expected.begin(), "0.dmp");
+  for (int i = 12; i < 21; ++i) expected.push_back("dump_2000_01_01__00_00_" + std::to_string(i) + ".dmp");
+  EXPECT_EQ(files, expected);
   EXPECT_TRUE(fs::exists("dumps/0.dmp/inner"));
   EXPECT_TRUE(fs::exists("outside.dmp"));
 #ifndef _WIN32
@@ -170,39 +188,35 @@ TEST_F(DumpTest, SnapshotKeepsTheTenNewestDumpFilesAndNothingElseIsTouched) {
 TEST_F(DumpTest, AFolderThatCannotBeMadeSendsTheDumpToTheCurrentDirectory) {
   MiniDumpPathChanger::Instance().SetPath("missing/parent");
   ASSERT_NE(SnapCurrentProcessMiniDump(MiniDumpNormal), 0);
-  const std::vector<std::string> files = FilesIn(".");
+  const Names files = FilesIn(".");
   ASSERT_EQ(files.size(), 1u);
-  EXPECT_TRUE(IsSnapshotName(files[0])) << files[0];
+  EXPECT_TRUE(IsDumpName(files[0])) << files[0];
 }
 
 // "dumps" is a file: the folder "exists" but no dump can be created in it.
-TEST_F(DumpTest, AFileInTheWayFailsSilentlyAndTheFaultStillArrives) {
+// The fault still arrives, is caught in the faulting function itself (the
+// code is compiled with -fnon-call-exceptions) with the locals of the frames
+// left destroyed, and the thread goes on translating.
+TEST_F(DumpTest, AFileInTheWayFailsSilentlyAndFaultsStillArrive) {
   std::ofstream("dumps") << "in the way";
   EXPECT_EQ(SnapCurrentProcessMiniDump(MiniDumpNormal), 0);
-  ReportAboutDumps = true;
-  unsigned caught = 0;
-  std::string report;
-  InTranslatingThread([&] {
-    try {
-      ReadNull();
-    } catch (const SE_Exception& e) {
-      caught = e.getSeNumber();
-    }
-    report = ErrorMessager::Instance().GetLastError();
-  });
-  EXPECT_EQ(caught, EXCEPTION_ACCESS_VIOLATION);
-  EXPECT_EQ(report, kCrashReport);
-  EXPECT_EQ(FilesIn("."), std::vector<std::string>{"dumps"});
-}
 
-TEST_F(DumpTest, CrashDumpWithoutExceptionWritesNothingAndStillReports) {
   ErrorMessager::Instance().ClrLastError();
-  EXPECT_EQ(CreateCurrentProcessCrashDump(nullptr, MiniDumpNormal), 1);
+  EXPECT_EQ(CreateCurrentProcessCrashDump(nullptr, MiniDumpNormal), 1);  // no exception: no dump
   EXPECT_STREQ(ErrorMessager::Instance().GetLastError(), "");
   ReportAboutDumps = true;
   EXPECT_EQ(CreateCurrentProcessCrashDump(nullptr, MiniDumpNormal), 1);
   EXPECT_STREQ(ErrorMessager::Instance().GetLastError(), kCrashReport);
-  EXPECT_TRUE(FilesIn(".").empty());
+
+  unsigned first = 0;
+  bool destroyed = false;
+  std::string report;
+  EXPECT_EQ(CaughtInTranslatingThread([&] { FaultHereThenInACallee(&first, &destroyed); }, &report),
+            EXCEPTION_ACCESS_VIOLATION);
+  EXPECT_EQ(first, EXCEPTION_ACCESS_VIOLATION);
+  EXPECT_TRUE(destroyed);
+  EXPECT_EQ(report, kCrashReport);
+  EXPECT_EQ(FilesIn("."), Names{"dumps"});
 }
 
 TEST_F(DumpTest, TwoThreadsFaultingAtOnceLeaveTwoDumps) {
@@ -211,66 +225,24 @@ TEST_F(DumpTest, TwoThreadsFaultingAtOnceLeaveTwoDumps) {
   int ready = 0;
   unsigned caught[2] = {0, 0};
   auto body = [&](int i) {
-    MinidumpThreadInitializer::Instance();
-    {
-      std::unique_lock<std::mutex> lock(mutex);
-      ++ready;
-      cv.notify_all();
-      cv.wait(lock, [&] { return ready == 2; });
-    }
-    try {
+    caught[i] = CaughtInTranslatingThread([&] {
+      {
+        std::unique_lock<std::mutex> lock(mutex);
+        ++ready;
+        cv.notify_all();
+        cv.wait(lock, [&] { return ready == 2; });
+      }
       ReadNull();
-    } catch (const SE_Exception& e) {
-      caught[i] = e.getSeNumber();
-    }
+    });
   };
   std::thread first(body, 0), second(body, 1);
   first.join();
   second.join();
   EXPECT_EQ(caught[0], EXCEPTION_ACCESS_VIOLATION);
   EXPECT_EQ(caught[1], EXCEPTION_ACCESS_VIOLATION);
-  const std::vector<std::string> dumps = FilesIn("dumps");
+  const Names dumps = FilesIn("dumps");
   ASSERT_EQ(dumps.size(), 2u);
-  EXPECT_TRUE(IsCrashName(dumps[0]) && IsCrashName(dumps[1]));
-}
-
-struct Flag {
-  bool* set;
-  ~Flag() { *set = true; }
-};
-
-__attribute__((noinline, no_sanitize("undefined"))) void FaultWithALocal(bool* destroyed) {
-  Flag flag{destroyed};
-  volatile int* volatile nowhere = nullptr;
-  sink = *nowhere;
-}
-
-// The code that faults is compiled with -fnon-call-exceptions: a handler in
-// the faulting function itself catches, and locals of the frames left are
-// destroyed. A thread goes on translating after a translated fault.
-__attribute__((no_sanitize("undefined"))) void FaultTwiceInOneThread(unsigned* first, bool* destroyed,
-                                                                     unsigned* second) {
-  try {
-    volatile int* volatile nowhere = nullptr;
-    sink = *nowhere;
-  } catch (const SE_Exception& e) {
-    *first = e.getSeNumber();
-  }
-  try {
-    FaultWithALocal(destroyed);
-  } catch (const SE_Exception& e) {
-    *second = e.getSeNumber();
-  }
-}
-
-TEST_F(DumpTest, FaultsAreCaughtInTheFaultingFunctionAndUnwindLocals) {
-  std::ofstream("dumps") << "no dumps: this test is about the exceptions";
-  unsigned first = 0, second = 0;
-  bool destroyed = false;
-  InTranslatingThread([&] { FaultTwiceInOneThread(&first, &destroyed, &second); });
-  EXPECT_EQ(first, EXCEPTION_ACCESS_VIOLATION);
-  EXPECT_EQ(second, EXCEPTION_ACCESS_VIOLATION);
-  EXPECT_TRUE(destroyed);
+  EXPECT_TRUE(IsDumpName(dumps[0], "_crash.dmp") && IsDumpName(dumps[1], "_crash.dmp"));
 }
 
 #ifndef _WIN32
@@ -281,7 +253,7 @@ TEST_F(DumpTest, NamesStopAt255Characters) {
   fs::create_directories(folder);
   MiniDumpPathChanger::Instance().SetPath(folder);
   ASSERT_NE(SnapCurrentProcessMiniDump(MiniDumpNormal), 0);
-  const std::vector<std::string> files = FilesIn(folder);
+  const Names files = FilesIn(folder);
   ASSERT_EQ(files.size(), 1u);
   EXPECT_EQ(folder.size() + 1 + files[0].size(), 255u);
   EXPECT_EQ(files[0].substr(0, 5), "dump_");
@@ -289,7 +261,7 @@ TEST_F(DumpTest, NamesStopAt255Characters) {
 
 void FaultInAnotherThread() {
   MinidumpThreadInitializer::Instance();  // the handler is installed, for this thread only
-  std::thread(&ReadNull).join();
+  std::thread([] { ReadNull(); }).join();
 }
 
 TEST(DumpDeathTest, AFaultInAThreadWithoutTheInitializerEndsTheProcessAsBefore) {
@@ -314,16 +286,10 @@ TEST(DumpDeathTest, ADumpCutShortByTheFileSizeLimitIsSilent) {
         limit.rlim_cur = limit.rlim_max = 2048;
         setrlimit(RLIMIT_FSIZE, &limit);
         ReportAboutDumps = true;
-        bool ok = false;
-        InTranslatingThread([&] {
-          try {
-            ReadNull();
-          } catch (const SE_Exception& e) {
-            ok = e.getSeNumber() == EXCEPTION_ACCESS_VIOLATION &&
-                 std::string(ErrorMessager::Instance().GetLastError()) == kCrashReport;
-          }
-        });
-        const std::vector<std::string> dumps = FilesIn("dumps");
+        std::string report;
+        const bool ok = CaughtInTranslatingThread([] { ReadNull(); }, &report) == EXCEPTION_ACCESS_VIOLATION &&
+                        report == kCrashReport;
+        const Names dumps = FilesIn("dumps");
         std::exit(ok && dumps.size() == 1 && fs::file_size(fs::path("dumps") / dumps[0]) <= 2048 ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");

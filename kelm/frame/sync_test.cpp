@@ -13,21 +13,25 @@ namespace {
 using kelm::port::WaitForObject;
 using kelm::port::WaitResult;
 
-TEST(Locker, ReleaseHandsTheEnteredSectionOver) {
+TEST(Locker, RecursiveLeavesOnScopeExitAndReleaseHandsTheSectionOver) {
   CriticalSection cs;
+  {
+    Locker outer(cs);
+    Locker inner(cs);  // the owner may enter again
+  }
+  std::thread([&] { Locker guard(cs); }).join();  // left at scope exit: no hang
+
   {
     Locker guard(cs);
     EXPECT_TRUE(guard.Owns());
     guard.Release();
     EXPECT_FALSE(guard.Owns());
   }  // the section stays entered
-
   std::atomic<bool> entered{false};
   std::thread other([&] {
     Locker guard(cs);
     entered = true;
   });
-  // The other thread cannot get in while this one holds the section.
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
   EXPECT_FALSE(entered);
   cs.Leave();
@@ -35,45 +39,24 @@ TEST(Locker, ReleaseHandsTheEnteredSectionOver) {
   EXPECT_TRUE(entered);
 }
 
-TEST(Locker, LeavesOnScopeExitAndIsRecursive) {
-  CriticalSection cs;
-  {
-    Locker outer(cs);
-    Locker inner(cs);  // the owner may enter again
-  }
-  std::atomic<bool> entered{false};
-  std::thread other([&] {
-    Locker guard(cs);
-    entered = true;
-  });
-  other.join();
-  EXPECT_TRUE(entered);
-}
-
-TEST(Semaphore, ReleaseReportsThePreviousCount) {
+TEST(Semaphore, ReleaseReportsThePreviousCountOrMinusOneAboveTheCeiling) {
   Semaphore s;
-  EXPECT_EQ(s.Release(1), 0);
-  EXPECT_EQ(s.Release(1), 1);
+  for (int count : {0, 1}) EXPECT_EQ(s.Release(1), count);
   EXPECT_EQ(s.Release(3), 2);
   EXPECT_EQ(WaitForObject(s, 0), WaitResult::kSignaled);
   EXPECT_EQ(s.Release(1), 4);
-}
 
-TEST(Semaphore, CeilingAndWaiting) {
-  Semaphore s(0, 1);
-  EXPECT_EQ(s.Release(2), -1);
-  EXPECT_EQ(s.Release(0), -1);
-  EXPECT_EQ(s.Release(-1), -1);
-  EXPECT_EQ(WaitForObject(s, 0), WaitResult::kTimeout);
-  EXPECT_EQ(s.Release(1), 0);
-  EXPECT_EQ(s.Release(1), -1);
-  EXPECT_EQ(WaitForObject(s, 0), WaitResult::kSignaled);
-  EXPECT_EQ(WaitForObject(s, 10), WaitResult::kTimeout);
+  Semaphore one(0, 1);
+  for (int refused : {2, 0, -1}) EXPECT_EQ(one.Release(refused), -1);
+  EXPECT_EQ(WaitForObject(one, 0), WaitResult::kTimeout);
+  EXPECT_EQ(one.Release(1), 0);
+  EXPECT_EQ(one.Release(1), -1);
+  EXPECT_EQ(WaitForObject(one, 0), WaitResult::kSignaled);
+  EXPECT_EQ(WaitForObject(one, 10), WaitResult::kTimeout);
 
-  // A waiting thread wakes when another releases.
-  std::thread waiter([&] { EXPECT_EQ(WaitForObject(s, INFINITE), WaitResult::kSignaled); });
-  EXPECT_EQ(s.Release(1), 0);
-  waiter.join();
+  Semaphore broken(5, 1);  // a failed creation fails quietly
+  EXPECT_EQ(static_cast<void*>(broken), nullptr);
+  EXPECT_EQ(broken.Release(1), -1);
 }
 
 // Two threads hand a turn back and forth with timed waits, as the thread
@@ -97,33 +80,23 @@ TEST(Semaphore, NoWakeUpIsLost) {
   EXPECT_EQ(lost, 0);
 }
 
-TEST(Semaphore, FailedCreationFailsQuietly) {
-  Semaphore broken(5, 1);
-  EXPECT_EQ(static_cast<void*>(broken), nullptr);
-  EXPECT_EQ(broken.Release(1), -1);
-}
-
 TEST(Mutex1, OnlyTheOwnerReleases) {
   Mutex1 m;
   ASSERT_NE(static_cast<void*>(m), nullptr);
   EXPECT_FALSE(m.Release());  // not owned at creation
   ASSERT_EQ(WaitForObject(m, INFINITE), WaitResult::kSignaled);
   ASSERT_EQ(WaitForObject(m, INFINITE), WaitResult::kSignaled);  // recursive
-
-  std::thread other([&] {
+  std::thread([&] {
     EXPECT_FALSE(m.Release());
     EXPECT_EQ(WaitForObject(m, 20), WaitResult::kTimeout);
-  });
-  other.join();
-
+  }).join();
   EXPECT_TRUE(m.Release());
   EXPECT_TRUE(m.Release());
   EXPECT_FALSE(m.Release());
-  std::thread taker([&] {
+  std::thread([&] {
     EXPECT_EQ(WaitForObject(m, INFINITE), WaitResult::kSignaled);
     EXPECT_TRUE(m.Release());
-  });
-  taker.join();
+  }).join();
 }
 
 }  // namespace

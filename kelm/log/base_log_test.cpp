@@ -36,49 +36,35 @@ std::string Pattern(std::size_t length) {
   return text;
 }
 
-TEST(LogStreamBufTest, BlockBoundaries) {
+// Writes of each kind across the 1024-byte block boundaries: the blocks
+// in use after each write, and the whole text in order at the end.
+TEST(LogStreamBufTest, WritesFillWholeBlocksInOrder) {
   LogStreamBuf buf;
   std::ostream out(&buf);
-  const std::string text = Pattern(1025);
-  out << text.substr(0, 1024);
-  EXPECT_EQ(buf.ExtraBlocks(), 0u);  // exactly one block's worth
-  out << text[1024];
-  EXPECT_EQ(buf.ExtraBlocks(), 1u);
-  std::ostringstream flushed;
-  buf.flush(flushed);
-  EXPECT_EQ(flushed.str(), text);
-}
-
-TEST(LogStreamBufTest, LongWriteFillsWholeBlocksInOrder) {
-  LogStreamBuf buf;
-  std::ostream out(&buf);
-  const std::string text = Pattern(3000 + 73);
-  out.write(text.data(), 3000);
-  EXPECT_EQ(buf.ExtraBlocks(), 2u);  // 1024 + 1024 + 952
-  out.write(text.data() + 3000, 72);
-  EXPECT_EQ(buf.ExtraBlocks(), 2u);  // the last block had 72 bytes left
-  out.put(text[3072]);
-  EXPECT_EQ(buf.ExtraBlocks(), 3u);
-
-  std::ostringstream flushed;
-  buf.flush(flushed);
-  EXPECT_EQ(flushed.str(), text);
-  buf.flush(flushed);  // the buffer keeps its text
-  EXPECT_EQ(flushed.str(), text + text);
-}
-
-TEST(LogStreamBufTest, CharacterByCharacterAndMixedWrites) {
-  LogStreamBuf buf;
-  std::ostream out(&buf);
-  const std::string text = Pattern(2500);
-  std::string expected;
-  for (std::size_t i = 0; i < 1500; ++i) out.put(text[i]);
-  out << 12345 << ' ' << -2.5 << ' ' << text.substr(1500);
-  expected = text.substr(0, 1500) + "12345 -2.5 " + text.substr(1500);
+  const std::string text = Pattern(4100);
+  const struct {
+    std::size_t end;
+    char how;  // 'w'rite, 'p'ut each character, '<<'
+    std::size_t extra_blocks;
+  } steps[] = {{1024, '<', 0}, {1025, 'p', 1}, {3000, 'w', 2}, {3072, 'w', 2},
+               {3073, 'p', 3}, {3500, 'p', 3}, {4100, '<', 4}};
+  std::size_t at = 0;
+  for (const auto& step : steps) {
+    const std::string part = text.substr(at, step.end - at);
+    if (step.how == 'w') out.write(part.data(), static_cast<std::streamsize>(part.size()));
+    if (step.how == 'p') {
+      for (char c : part) out.put(c);
+    }
+    if (step.how == '<') out << part;
+    at = step.end;
+    EXPECT_EQ(buf.ExtraBlocks(), step.extra_blocks) << step.end;
+  }
+  out << 12345 << ' ' << -2.5;
   EXPECT_TRUE(out.good());
   std::ostringstream flushed;
   buf.flush(flushed);
-  EXPECT_EQ(flushed.str(), expected);
+  buf.flush(flushed);  // the buffer keeps its text
+  EXPECT_EQ(flushed.str(), text + "12345 -2.5" + text + "12345 -2.5");
 
   LogStreamBuf empty;
   std::ostringstream nothing;
@@ -89,9 +75,7 @@ TEST(LogStreamBufTest, CharacterByCharacterAndMixedWrites) {
 TEST(LogStreamBufTest, BlockListGrowsByEightPointers) {
   LogStreamBuf buf;
   std::ostream out(&buf);
-  const std::string block(LogStreamBuf::mBufSize, 'x');
-  out << block;
-  for (int i = 1; i <= 8; ++i) out << block;
+  for (int i = 0; i <= 8; ++i) out << std::string(LogStreamBuf::mBufSize, 'x');
   EXPECT_EQ(buf.ExtraBlocks(), 8u);
   EXPECT_EQ(buf.ExtraBlocksCapacity(), 8u);
   out << 'y';  // the ninth further block
@@ -123,22 +107,18 @@ TEST(LogStreamBufTest, BufVectorCopiesContents) {
   }
 }
 
-TEST(BaseLogTest, RecordsThroughTheStream) {
+TEST(BaseLogTest, RecordsThroughTheStreamAndTheNullLogDropsThem) {
   TextLog log;
   EXPECT_TRUE(log.IsNotNull());
-  log() << "Запись " << 7 << ';';
-  EXPECT_EQ(log.Text(), "Запись 7;");
   const std::string longer = Pattern(5000);
-  log() << longer;
+  log() << "Запись " << 7 << ';' << longer;
   EXPECT_EQ(log.Text(), "Запись 7;" + longer);
-}
 
-TEST(BaseLogTest, NullLogDropsEverything) {
-  NullLog log;
-  EXPECT_FALSE(log.IsNotNull());
-  log() << "lost " << 1;
+  NullLog null;
+  EXPECT_FALSE(null.IsNotNull());
+  null() << "lost " << 1;
   std::ostringstream out;
-  log.flush(out);
+  null.flush(out);
   EXPECT_EQ(out.str(), "");
 }
 
@@ -152,10 +132,8 @@ class Grouping : public std::numpunct<char> {
 // Whatever one record sets on its stream must not reach the next one, and
 // records alive at once must not share one.
 TEST(BaseLogTest, EachRecordStartsWithAFreshStream) {
-  std::ostream* first = nullptr;
   {
     TextLog log;
-    first = &log();
     log().imbue(std::locale(std::locale::classic(), new Grouping));
     log() << std::hex << std::showbase << std::uppercase << std::left << std::setprecision(2)
           << std::setfill('*') << std::setw(6) << 255 << ' ' << 1234567 << std::setw(9);

@@ -13,21 +13,20 @@ using testing::MemoryWriter;
 Variant Obj(std::vector<ObjectMember> members) { return Variant(members); }
 Variant Arr(std::vector<Variant> items) { return Variant(items); }
 
-TEST(ObjectIoTest, ArraysReadScalarsAsTexts) {
-  const Variant source = Arr({1, true, "x", Arr({2.5, Variant()}), Obj({{"k", 7}})});
-  MemoryReader reader(source);
+// Scalars are read as texts; members keep their names and order, repeated
+// names too; what the target held before is replaced.
+TEST(ObjectIoTest, ArraysAndObjectsReadScalarsAsTexts) {
+  const Variant array = Arr({1, true, "x", Arr({2.5, Variant()}), Obj({{"k", 7}})});
+  MemoryReader arrayReader(array);
   std::vector<Variant> items = {"stale"};
-  ReadValue(reader, items);
+  ReadValue(arrayReader, items);
   EXPECT_EQ(Arr(items), Arr({"1", "true", "x", Arr({"2.5", "null"}), Obj({{"k", "7"}})}));
-}
 
-TEST(ObjectIoTest, ObjectsKeepNamesAndOrder) {
-  const Variant source = Obj({{"b", 1}, {"a", Obj({{"inner", Arr({"y"})}})}, {"b", "again"}});
-  MemoryReader reader(source);
+  const Variant object = Obj({{"b", 1}, {"a", Obj({{"inner", Arr({"y"})}})}, {"b", "again"}});
+  MemoryReader objectReader(object);
   std::vector<ObjectMember> members = {{"stale", 0}};
-  ReadValue(reader, members);
+  ReadValue(objectReader, members);
   EXPECT_EQ(Variant(members), Obj({{"b", "1"}, {"a", Obj({{"inner", Arr({"y"})}})}, {"b", "again"}}));
-
   MemoryReader empty(Obj({}));
   ReadValue(empty, members);
   EXPECT_TRUE(members.empty());

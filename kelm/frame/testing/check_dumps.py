@@ -13,14 +13,14 @@ import subprocess
 import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-import minidump_reader  # noqa: E402
+from minidump_reader import Dump, DumpError, basename, describe  # noqa: E402
 
 CODES = {"snapshot": 0x80000003, "access-violation": 0xC0000005, "divide-by-zero": 0xC0000094,
          "illegal-instruction": 0xC000001D, "in-page-error": 0xC0000006}
 
 
 def stem(name):
-    base = minidump_reader.basename(name).lower()
+    base = basename(name).lower()
     return base[:-4] if base.endswith(".exe") else base
 
 
@@ -54,17 +54,16 @@ def main():
     failures = 0
     for name, code in zip(snapshots + crashes, [CODES["snapshot"]] + expected):
         try:
-            dump = minidump_reader.Dump(os.path.join(folder, name))
+            dump = Dump(os.path.join(folder, name))
             dump.check_exception_thread()
-            print(minidump_reader.describe(dump))
+            print(describe(dump))
             e = dump.exception
             if e["code"] != code:
-                raise minidump_reader.DumpError("exception code %#x, expected %#x" % (e["code"], code))
+                raise DumpError("exception code %#x, expected %#x" % (e["code"], code))
             module = dump.module_at(e["address"])
             if module is None or stem(module["name"]) != stem(probe):
-                raise minidump_reader.DumpError("exception address %#x is not inside %s" % (
-                    e["address"], minidump_reader.basename(probe)))
-        except minidump_reader.DumpError as error:
+                raise DumpError("exception address %#x is not inside %s" % (e["address"], basename(probe)))
+        except DumpError as error:
             print("%s: %s" % (name, error))
             failures += 1
     print("%d dumps read, %d failed" % (len(names), failures))

@@ -34,7 +34,6 @@ class ModuleRegistration {
     GlobalVariablesTLS::DestroyAllocator(module_, index_);
   }
 
-  int index() const { return index_; }
   ModuleVar* Get() const {
     return static_cast<ModuleVar*>(
         GVars::GetThreadGlobalVarsFromTLS(GlobalVariablesTLS::TlsIndex(), true)->GetPVar(index_));
@@ -59,6 +58,5 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
 #endif
 
 HINSTANCE SecondModuleHandle() { return OwnModule(); }
-int SecondModuleVarIndex() { return registration.index(); }
 int SecondModuleTouch() { return ++registration.Get()->uses; }
 int SecondModuleLiveVars() { return live_vars; }

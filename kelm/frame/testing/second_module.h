@@ -19,8 +19,6 @@
 extern "C" {
 // The module's handle.
 KELM_SECOND_MODULE_API HINSTANCE SecondModuleHandle();
-// The index of its variable in the registry.
-KELM_SECOND_MODULE_API int SecondModuleVarIndex();
 // Fetches the calling thread's instance and counts one use; returns the uses so far.
 KELM_SECOND_MODULE_API int SecondModuleTouch();
 // Instances alive in the process.
