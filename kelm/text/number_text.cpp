@@ -84,8 +84,8 @@ char* dbltoa(const double& value, char* out, unsigned char decimals, int max_dig
   FixedDigits fixed = Fcvt(value, d);
   int len = static_cast<int>(std::strlen(fixed.digits));
   if (len > max_digits && d > 0) {
-    const int fewer = d - len + max_digits;
-    fixed = Fcvt(value, fewer < 0 ? 0 : fewer);
+    const long long fewer = static_cast<long long>(d) - len + max_digits;  // max_digits may be INT_MIN
+    fixed = Fcvt(value, fewer < 0 ? 0 : static_cast<int>(fewer));
     len = static_cast<int>(std::strlen(fixed.digits));
   }
   // Below one significant digit every digit becomes 0: "000.00" for 123.45.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <string>
 
@@ -49,6 +50,7 @@ TEST(DbltoaTest, SignificanceIsTruncated) {
   // No significant digit at all: every digit is zeroed, the magnitude kept.
   EXPECT_EQ(Dbl(123.45, 2, 0), "000.00");
   EXPECT_EQ(Dbl(-123.45, 2, -3), "-000.00");
+  EXPECT_EQ(Dbl(123.45, 2, INT_MIN), "000.00");
 }
 
 TEST(DbltoaTest, TooLargeValues) {
