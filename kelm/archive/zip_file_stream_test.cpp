@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "kelm/archive/testing/zip_builder.h"
 #include "kelm/archive/unzip_file_stream.h"
 #include "kelm/port/file.h"
 #include "kelm/port/testing/scratch_dir.h"
@@ -15,18 +16,12 @@
 namespace {
 
 using kelm::testing::ScratchDir;
+using kelm::testing::StreamText;
 
 std::string Pattern(std::size_t n) {
   std::string text;
   for (std::size_t i = 0; i < n; ++i) text += static_cast<char>("архив, data "[i % 12] ^ (i / 977));
   return text;
-}
-
-std::string Bytes(Stream& s) {
-  std::string out(s.Size(), '\0');
-  s.Seek(0);
-  if (!out.empty()) s.Read(out.data(), static_cast<unsigned>(out.size()));
-  return out;
 }
 
 std::string Extracted(UnZipFileStream& unzip, const char* name) {
@@ -167,9 +162,8 @@ TEST(ZipMemFileStreamTest, DeliversToStreamsAndVectors) {
   out << "head:";
   ASSERT_TRUE(zip.GetStream(out));
   const std::string archive(bytes.begin(), bytes.end());
-  EXPECT_EQ(Bytes(stream), archive) << "the stream's content is replaced";
+  EXPECT_EQ(StreamText(stream), archive) << "the stream's content is replaced";
   EXPECT_EQ(out.str(), "head:" + archive) << "a std::ostream is written at its position";
-  EXPECT_EQ(archive.substr(0, 2), "PK");
 }
 
 TEST(UnZipFileStreamTest, ExtractFileFailuresLeaveTheirText) {
@@ -185,7 +179,7 @@ TEST(UnZipFileStreamTest, ExtractFileFailuresLeaveTheirText) {
   EXPECT_STREQ(unzip.Error(), "Не удалось найти файл в архиве!");
   EXPECT_EQ(target.Size(), 0u) << "the target is cleared first";
   EXPECT_TRUE(unzip.ExtractFile("ABC.TXT", target)) << "ASCII case is not significant when no name matches exactly";
-  EXPECT_EQ(Bytes(target), "abc");
+  EXPECT_EQ(StreamText(target), "abc");
   TimeStamp stamp;
   EXPECT_FALSE(unzip.GetArcFileDateTime("abc.txt", fdtLastWrite, stamp));
 
