@@ -22,22 +22,10 @@ using kelm::port::testing::FileCall;
 using kelm::port::testing::ScopedFileFaults;
 using kelm::testing::Noise;
 using kelm::testing::ScratchDir;
-using Contents_t = std::vector<std::pair<std::string, std::string>>;
+using kelm::testing::Contents;
+using kelm::testing::Contents_t;
 
 std::vector<unsigned char> Data(const std::string& text) { return {text.begin(), text.end()}; }
-
-// name -> content of every member of an archive in memory.
-Contents_t Contents(const std::string& archive) {
-  UnZipFileStream unzip;
-  EXPECT_TRUE(unzip.Open(std::vector<char>(archive.begin(), archive.end()))) << unzip.Error();
-  Contents_t contents;
-  for (const std::string& name : unzip.Files()) {
-    std::vector<char> bytes;
-    EXPECT_TRUE(unzip.ExtractFile(name.c_str(), bytes)) << name << ": " << unzip.Error();
-    contents.emplace_back(name, std::string(bytes.begin(), bytes.end()));
-  }
-  return contents;
-}
 
 TEST(ZipTest, AnExistingFileIsNeverReplaced) {
   ScratchDir dir;

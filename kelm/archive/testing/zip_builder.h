@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "kelm/archive/unzip_file_stream.h"
 #include "kelm/streams/stream.h"
 
 namespace kelm::testing {
@@ -128,6 +129,23 @@ inline std::string Noise(std::size_t n, unsigned seed = 12345) {
   std::string text(n, '\0');
   for (char& c : text) c = static_cast<char>((seed = seed * 1103515245 + 12345) >> 16);
   return text;
+}
+
+// Every member's name and content, in order.
+using Contents_t = std::vector<std::pair<std::string, std::string>>;
+inline Contents_t Contents(UnZipFileStream& unzip) {
+  Contents_t contents;
+  for (const std::string& name : unzip.Files()) {
+    std::vector<char> bytes;
+    if (!unzip.ExtractFile(name.c_str(), bytes)) bytes.assign({'<', '!', '>'});
+    contents.emplace_back(name, std::string(bytes.begin(), bytes.end()));
+  }
+  return contents;
+}
+inline Contents_t Contents(const std::string& archive) {
+  UnZipFileStream unzip;
+  if (!unzip.Open(std::vector<char>(archive.begin(), archive.end()))) return {{"<not an archive>", unzip.Error()}};
+  return Contents(unzip);
 }
 
 // Everything `s` holds.
