@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "kelm/archive/testing/zip_builder.h"
 #include "kelm/archive/unzip.h"
 #include "kelm/archive/unzip_file_stream.h"
 #include "kelm/archive/zip.h"
@@ -22,6 +23,7 @@
 namespace {
 
 using kelm::testing::ScratchDir;
+using kelm::testing::StreamText;
 
 struct ToolRun {
   int status;
@@ -48,69 +50,74 @@ std::string SevenZip() {
   return tool;
 }
 
-std::string Noise(std::size_t n, unsigned seed) {
-  std::string text(n, '\0');
-  for (char& c : text) c = static_cast<char>((seed = seed * 1103515245 + 12345) >> 16);
-  return text;
-}
-
 std::string Text(std::size_t n) {
   std::string text;
   while (text.size() < n) text += "Строка текста номer " + std::to_string(text.size()) + " с повторами.\r\n";
   return text.substr(0, n);
 }
 
-// A member as the tests know it: its Windows-1251 name and bytes.
-struct Item {
-  std::string name;
-  std::string data;
-  bool folder = false;
-};
+// A member as the tests know it: its Windows-1251 name (a folder's ends in
+// '/') and bytes.
+using Item = std::pair<std::string, std::string>;
 
-const std::vector<Item>& Items() {
-  static const std::vector<Item> items = {
-      {"Отчёт.txt", Text(200000)},        {"noise.bin", Noise(100000, 7)},
-      {"пусто.txt", ""},                  {"Папка/", "", true},
-      {"Папка/zeros.bin", std::string(300000, '\0')},
-  };
-  return items;
-}
+const std::vector<Item> kItems = {{"Отчёт.txt", Text(200000)},
+                                  {"noise.bin", kelm::testing::Noise(100000, 7)},
+                                  {"пусто.txt", ""},
+                                  {"Папка/", ""},
+                                  {"Папка/zeros.bin", std::string(300000, '\0')}};
+bool IsFolder(const Item& item) { return item.first.back() == '/'; }
 
+// All members' bytes in order, and their names in UTF-8, a line each.
 std::string AllBytes() {
   std::string all;
-  for (const Item& item : Items()) all += item.data;
+  for (const auto& [name, data] : kItems) all += data;
   return all;
 }
-
 std::string Utf8Names() {
   std::string names;
-  for (const Item& item : Items()) names += Cp1251ToUtf8(item.name) + "\n";
+  for (const auto& [name, data] : kItems) names += Cp1251ToUtf8(name) + "\n";
   return names;
 }
 
-// Python: tests the archive and prints each member's bytes in order, or
-// (with "names") each name in UTF-8, decoded from code page 866 when the
-// archive keeps it so.
-constexpr char kPythonReader[] = R"(
-import sys, zipfile
-z = zipfile.ZipFile(sys.argv[1])
-assert z.testzip() is None
+// Python, "tool.py MODE TARGET". Modes "bytes" and "names" test the archive
+// TARGET and print each member's bytes in order, or each name in UTF-8
+// (decoded from code page 866 when the archive keeps it so). Modes "stored",
+// "deflated" and "zip64" write the current folder into TARGET ("-": out).
+constexpr char kPython[] = R"(
+import os, sys, zipfile
+mode, target = sys.argv[1], sys.argv[2]
 out = sys.stdout.buffer
-for info in z.infolist():
-    if sys.argv[2] == "names":
+if mode in ("bytes", "names"):
+    z = zipfile.ZipFile(target)
+    assert z.testzip() is None
+    for info in z.infolist():
+        if mode == "bytes":
+            out.write(z.read(info))
+            continue
         name = info.filename
         if not info.flag_bits & 0x800:
-            raw = name.encode("cp437")
-            name = raw.decode("cp866" if info.create_system == 0 else "cp1251")
+            name = name.encode("cp437").decode("cp866" if info.create_system == 0 else "cp1251")
         out.write((name + "\n").encode("utf-8"))
-    else:
-        out.write(z.read(info))
+    sys.exit(0)
+method = zipfile.ZIP_STORED if mode == "stored" else zipfile.ZIP_DEFLATED
+with zipfile.ZipFile(out if target == "-" else target, "w", method) as z:
+    for root, dirs, files in os.walk("."):
+        dirs.sort()
+        for d in dirs:
+            z.write(os.path.join(root, d)[2:] + "/")
+        for f in sorted(files):
+            path = os.path.join(root, f)[2:]
+            if mode == "zip64":
+                with open(path, "rb") as src, z.open(path, "w", force_zip64=True) as dst:
+                    dst.write(src.read())
+            else:
+                z.write(path)
 )";
 
 class InteropTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_TRUE(dir_.Write("reader.py", kPythonReader));
+    ASSERT_TRUE(dir_.Write("tool.py", kPython));
     for (const char* tool : {"zip", "unzip", "python3"}) {
       ASSERT_EQ(Shell(std::string("command -v ") + tool + " >/dev/null").status, 0) << tool << " is not installed";
     }
@@ -126,69 +133,51 @@ class InteropTest : public ::testing::Test {
     const std::string a = Quoted(archive);
     EXPECT_EQ(Shell("unzip -tq " + a + " >/dev/null").status, 0);
     EXPECT_EQ(Shell(SevenZip() + " t " + a + " >/dev/null").status, 0);
-    const ToolRun python = Shell("python3 " + Quoted(dir_ / "reader.py") + " " + a + " bytes");
-    EXPECT_EQ(python.status, 0);
-    EXPECT_TRUE(python.out == AllBytes()) << "python";
+    EXPECT_TRUE(Shell(Python("bytes " + a)).out == AllBytes()) << "python";  // empty when its test fails
     EXPECT_TRUE(Shell("unzip -p " + a).out == AllBytes()) << "unzip";
     EXPECT_TRUE(Shell(SevenZip() + " x -so " + a + " 2>/dev/null").out == AllBytes()) << "7-Zip";
-    EXPECT_EQ(Shell("python3 " + Quoted(dir_ / "reader.py") + " " + a + " names").out, Utf8Names());
+    EXPECT_EQ(Shell(Python("names " + a)).out, Utf8Names());
     if (oem == 0) {
       EXPECT_EQ(Shell("unzip -Z1 " + a).out, Utf8Names());
     }
     const ToolRun listing = Shell(SevenZip() + " l -slt " + a);
-    for (std::size_t i = 0; i < Items().size(); ++i) {
-      std::string path = Items()[i].name;
-      if (Items()[i].folder) path.pop_back();
+    for (std::size_t i = 0; i < kItems.size(); ++i) {
+      std::string path = kItems[i].first.substr(0, kItems[i].first.size() - IsFolder(kItems[i]));
       if (i < oem) {
         for (char& c : path) c = static_cast<char>(kAnsiToOem[static_cast<unsigned char>(c)]);
       } else {
         path = Cp1251ToUtf8(path);
       }
-      EXPECT_NE(listing.out.find("Path = " + path + "\n"), std::string::npos) << Items()[i].name;
+      EXPECT_NE(listing.out.find("Path = " + path + "\n"), std::string::npos) << kItems[i].first;
     }
   }
 
   // The library reads the archive: names and bytes through UnZip and
   // UnZipFileStream, and CheckFile.
-  void CheckWithLibrary(const std::string& archive, const std::vector<Item>& expected) {
+  void CheckWithLibrary(const std::string& archive) {
     SCOPED_TRACE(archive);
     UnZip unzip;
     ASSERT_EQ(unzip.Init(archive.c_str()), 0);
     UnZipFileStream stream;
     ASSERT_TRUE(stream.Open(archive.c_str())) << stream.Error();
     EXPECT_TRUE(stream.CheckFile()) << stream.Error();
-    for (const Item& item : expected) {
-      SCOPED_TRACE(item.name);
+    ASSERT_EQ(unzip.ExtractAll((dir_ / "out").c_str(), true), 0);
+    for (const auto& [name, data] : kItems) {
+      SCOPED_TRACE(name);
       std::vector<unsigned char> bytes;
-      ASSERT_EQ(unzip.Extract(bytes, item.name), 0);
-      EXPECT_TRUE(std::string(bytes.begin(), bytes.end()) == item.data);
+      ASSERT_EQ(unzip.Extract(bytes, name), 0);
+      EXPECT_TRUE(std::string(bytes.begin(), bytes.end()) == data);
       MemStream piecewise;
-      ASSERT_TRUE(stream.ExtractFile(item.name.c_str(), piecewise)) << stream.Error();
-      std::string read(piecewise.Size(), '\0');
-      piecewise.Seek(0);
-      if (!read.empty()) piecewise.Read(read.data(), static_cast<unsigned>(read.size()));
-      EXPECT_TRUE(read == item.data);
-    }
-    const std::string out = dir_ / "out";
-    ASSERT_EQ(unzip.ExtractAll(out.c_str(), true), 0);
-    for (const Item& item : expected) {
-      if (!item.folder) {
-        EXPECT_TRUE(dir_.Read("out/" + item.name) == item.data) << item.name;
+      ASSERT_TRUE(stream.ExtractFile(name.c_str(), piecewise)) << stream.Error();
+      EXPECT_TRUE(StreamText(piecewise) == data);
+      if (!IsFolder({name, data})) {
+        EXPECT_TRUE(dir_.Read("out/" + name) == data);
       }
     }
   }
 
-  // The items as files below `root`, under their UTF-8 names.
-  void WriteTree(const std::string& root) {
-    ASSERT_TRUE(kelm::port::MakeDirectory((dir_ / root).c_str()));
-    for (const Item& item : Items()) {
-      const std::string path = root + "/" + Cp1251ToUtf8(item.name);
-      if (item.folder) {
-        ASSERT_TRUE(kelm::port::MakeDirectory((dir_ / path).c_str()));
-      } else {
-        ASSERT_TRUE(dir_.Write(path, item.data));
-      }
-    }
+  std::string Python(const std::string& arguments) const {
+    return "python3 " + Quoted(dir_ / "tool.py") + " " + arguments;
   }
 
   ScratchDir dir_;
@@ -202,10 +191,9 @@ TEST_F(InteropTest, ToolsReadWhatZipWrites) {
     ASSERT_EQ(to_file.Init(file.c_str(), false, coding), 0);
     ASSERT_EQ(to_memory.Init(memory, coding), 0);
     for (Zip* zip : {&to_file, &to_memory}) {
-      for (const Item& item : Items()) {
-        ASSERT_EQ(item.folder ? zip->AddEmptyDir(item.name)
-                              : zip->Add(std::vector<unsigned char>(item.data.begin(), item.data.end()), item.name),
-                  0);
+      for (const Item& item : kItems) {
+        const auto& [name, data] = item;
+        ASSERT_EQ(IsFolder(item) ? zip->AddEmptyDir(name) : zip->Add(kelm::testing::ZipBuilder::UVector(data), name), 0);
       }
       ASSERT_EQ(zip->Close(), 0);
     }
@@ -227,18 +215,17 @@ TEST_F(InteropTest, ToolsReadWhatZipFileStreamWritesAtEveryLevel) {
       ZipMemFileStream memory(0, coding);
       ASSERT_TRUE(file.Open((dir_ / ("zfs" + suffix)).c_str(), false));
       for (ZipFileStream* zip : {static_cast<ZipFileStream*>(&file), static_cast<ZipFileStream*>(&memory)}) {
-        for (const Item& item : Items()) {
-          const auto cl = static_cast<ArchiveFileStream::CompressionLevel>(level);
-          ASSERT_TRUE(item.folder ? zip->AddDir(item.name.c_str())
-                                  : zip->AddFile(item.data.data(), static_cast<unsigned>(item.data.size()),
-                                                 item.name.c_str(), cl));
+        for (const auto& [name, data] : kItems) {
+          ASSERT_TRUE(IsFolder({name, data}) ? zip->AddDir(name.c_str())
+                                             : zip->AddFile(data.data(), static_cast<unsigned>(data.size()), name.c_str(),
+                                                            static_cast<ArchiveFileStream::CompressionLevel>(level)));
         }
       }
       file.Close(false);
       std::vector<char> bytes;
       ASSERT_TRUE(memory.ToVector(bytes));
       ASSERT_TRUE(dir_.Write("zms" + suffix, std::string(bytes.begin(), bytes.end())));
-      const std::size_t oem = coding == ArchiveFileStream::fncOem ? Items().size() : 0;
+      const std::size_t oem = coding == ArchiveFileStream::fncOem ? kItems.size() : 0;
       CheckWithTools(dir_ / ("zfs" + suffix), oem);
       CheckWithTools(dir_ / ("zms" + suffix), oem);
     }
@@ -246,27 +233,12 @@ TEST_F(InteropTest, ToolsReadWhatZipFileStreamWritesAtEveryLevel) {
 }
 
 TEST_F(InteropTest, TheLibraryReadsWhatToolsWrite) {
-  WriteTree("tree");
+  ASSERT_TRUE(kelm::port::MakeDirectory((dir_ / "tree").c_str()));
+  for (const auto& [name, data] : kItems) {  // under their UTF-8 names
+    const std::string path = "tree/" + Cp1251ToUtf8(name);
+    ASSERT_TRUE(IsFolder({name, data}) ? kelm::port::MakeDirectory((dir_ / path).c_str()) : dir_.Write(path, data));
+  }
   const std::string tree = Quoted(dir_ / "tree");
-  const std::string py = Quoted(dir_ / "writer.py");
-  ASSERT_TRUE(dir_.Write("writer.py", R"(
-import os, sys, zipfile
-mode, target = sys.argv[1], sys.argv[2]
-out = sys.stdout.buffer if target == "-" else target
-method = zipfile.ZIP_STORED if mode == "stored" else zipfile.ZIP_DEFLATED
-with zipfile.ZipFile(out, "w", method) as z:
-    for root, dirs, files in os.walk("."):
-        dirs.sort()
-        for d in dirs:
-            z.write(os.path.join(root, d)[2:] + "/")
-        for f in sorted(files):
-            path = os.path.join(root, f)[2:]
-            if mode == "zip64":
-                with open(path, "rb") as src, z.open(path, "w", force_zip64=True) as dst:
-                    dst.write(src.read())
-            else:
-                z.write(path)
-)"));
   const std::vector<std::pair<std::string, std::string>> makers = {
       {"zip-stored.zip", "zip -qr -0 ../zip-stored.zip ."},
       {"zip-deflated.zip", "zip -qr -9 ../zip-deflated.zip ."},
@@ -274,14 +246,14 @@ with zipfile.ZipFile(out, "w", method) as z:
       {"zip-streamed.zip", "zip -qr - . | cat > ../zip-streamed.zip"},
       {"7z-stored.zip", SevenZip() + " a -tzip -mx0 ../7z-stored.zip . >/dev/null"},
       {"7z-deflated.zip", SevenZip() + " a -tzip -mx9 ../7z-deflated.zip . >/dev/null"},
-      {"py-stored.zip", "python3 " + py + " stored ../py-stored.zip"},
-      {"py-deflated.zip", "python3 " + py + " deflated ../py-deflated.zip"},
-      {"py-zip64.zip", "python3 " + py + " zip64 ../py-zip64.zip"},
-      {"py-streamed.zip", "python3 " + py + " deflated - | cat > ../py-streamed.zip"},
+      {"py-stored.zip", Python("stored ../py-stored.zip")},
+      {"py-deflated.zip", Python("deflated ../py-deflated.zip")},
+      {"py-zip64.zip", Python("zip64 ../py-zip64.zip")},
+      {"py-streamed.zip", Python("deflated - | cat > ../py-streamed.zip")},
   };
   for (const auto& [archive, command] : makers) {
     ASSERT_EQ(Shell("cd " + tree + " && " + command).status, 0) << command;
-    CheckWithLibrary(dir_ / archive, Items());
+    CheckWithLibrary(dir_ / archive);
   }
   // Streamed archives carry data descriptors; ZIP64 ones ZIP64 fields.
   EXPECT_NE(Shell("zipinfo -v " + Quoted(dir_ / "zip-streamed.zip") + " | grep -c 'extended local header: *yes'").out,

@@ -8,6 +8,7 @@
 
 #include "kelm/archive/unzip.h"
 #include "kelm/archive/unzip_file_stream.h"
+#include "kelm/archive/testing/zip_builder.h"
 #include "kelm/port/file.h"
 #include "kelm/port/testing/file_faults.h"
 #include "kelm/port/testing/scratch_dir.h"
@@ -19,32 +20,12 @@ namespace {
 using kelm::port::testing::FailFileCall;
 using kelm::port::testing::FileCall;
 using kelm::port::testing::ScopedFileFaults;
+using kelm::testing::Noise;
 using kelm::testing::ScratchDir;
+using kelm::testing::Contents;
+using kelm::testing::Contents_t;
 
 std::vector<unsigned char> Data(const std::string& text) { return {text.begin(), text.end()}; }
-
-// Noise that deflate cannot shrink.
-std::string Noise(std::size_t n) {
-  std::string text(n, '\0');
-  unsigned state = 12345;
-  for (char& c : text) c = static_cast<char>((state = state * 1103515245 + 12345) >> 16);
-  return text;
-}
-
-// name -> content of every member of an archive in memory.
-std::vector<std::pair<std::string, std::string>> Contents(const std::string& archive) {
-  UnZipFileStream unzip;
-  EXPECT_TRUE(unzip.Open(std::vector<char>(archive.begin(), archive.end()))) << unzip.Error();
-  std::vector<std::pair<std::string, std::string>> contents;
-  for (const std::string& name : unzip.Files()) {
-    std::vector<char> bytes;
-    EXPECT_TRUE(unzip.ExtractFile(name.c_str(), bytes)) << name << ": " << unzip.Error();
-    contents.emplace_back(name, std::string(bytes.begin(), bytes.end()));
-  }
-  return contents;
-}
-
-using Contents_t = std::vector<std::pair<std::string, std::string>>;
 
 TEST(ZipTest, AnExistingFileIsNeverReplaced) {
   ScratchDir dir;
@@ -185,16 +166,13 @@ TEST(ZipTest, MemoryTargetsGetTheArchiveAtClose) {
   for (Zip* zip : {&to_vector, &to_stream, &to_ostream}) ASSERT_EQ(zip->Close(), 0);
 
   const std::string archive(vector.begin(), vector.end());
-  std::string streamed(stream.Size(), '\0');
-  stream.Seek(0);
-  stream.Read(streamed.data(), static_cast<unsigned>(streamed.size()));
   // The stored name is in code page 866 while the archive is in memory
   // (through the table: <windows.h> makes AnsiToOem a macro).
   std::string oem = "Данные.txt";
   for (char& c : oem) c = static_cast<char>(kAnsiToOem[static_cast<unsigned char>(c)]);
   EXPECT_NE(archive.find(oem), std::string::npos);
   EXPECT_EQ(Contents(archive), (Contents_t{{"Данные.txt", "данные"}, {"stream.txt", "from a Stream"}}));
-  EXPECT_EQ(Contents(streamed), Contents(archive)) << "the stream's old content is replaced";
+  EXPECT_EQ(Contents(kelm::testing::StreamText(stream)), Contents(archive)) << "the stream's old content is replaced";
   ASSERT_EQ(ostream.str().substr(0, 5), "head:");
   EXPECT_EQ(Contents(ostream.str().substr(5)), Contents(archive));
 }

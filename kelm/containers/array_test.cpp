@@ -68,8 +68,7 @@ TEST(ArrayTest, CapacityChoiceAndGrowthRule) {
 TEST(ArrayTest, InsertFindRemoveMove) {
   ArrLong a(0);
   for (Long32 v : {10, 20, 30}) a.Ins(&v);
-  const Long32 x = 99;
-  const Long32 y = 5;
+  const Long32 x = 99, y = 5;
   EXPECT_EQ(a.Ins(&x, -5), 3);  // outside: appended
   EXPECT_EQ(a.Ins(&x, a.Count() + 3), 4);
   EXPECT_EQ(a.Ins(&y, 1), 1);
@@ -218,6 +217,14 @@ TEST(SortArrayTest, DuplicatesUnsortedModeAndSearch) {
 // Keys sorted for every key rule, both sorts, and inputs that defeat a
 // naive pivot.
 TEST(SortArrayTest, BothSortsOrderEveryKeyRule) {
+  // `count` items of `size` bytes, keys of `key` bytes, sorted.
+  const auto sorted = [](int size, int key, int options, const void* items, int count, bool heap) {
+    SortArray a(size, key, options, 0);
+    a.SetBuf(items, count);
+    heap ? a.Sort2() : a.Sort();
+    const auto* p = static_cast<const std::int32_t*>(a.GetBuf());
+    return Ints(p, p + count * size / 4);
+  };
   std::mt19937 rng(42);
   Ints random(5000);
   for (auto& v : random) v = static_cast<std::int32_t>(rng());
@@ -225,40 +232,25 @@ TEST(SortArrayTest, BothSortsOrderEveryKeyRule) {
   std::sort(inputs[1].begin(), inputs[1].end());
   std::sort(inputs[2].rbegin(), inputs[2].rend());
   for (const auto& input : inputs) {
+    auto expected = input;
+    std::sort(expected.begin(), expected.end());
     for (bool heap : {false, true}) {
-      SortArray a(4, 4, saLONG | saDUPLICATE, 0);
-      a.SetBuf(input.data(), static_cast<int>(input.size()));
-      heap ? a.Sort2() : a.Sort();
-      auto expected = input;
-      std::sort(expected.begin(), expected.end());
-      EXPECT_EQ(Longs(a), expected) << (heap ? "heap" : "quick");
+      EXPECT_EQ(sorted(4, 4, saLONG | saDUPLICATE, input.data(), static_cast<int>(input.size()), heap), expected) << heap;
     }
   }
 
   // Unsigned 16-bit keys in 4-byte items; memcmp keys over 2 of 4 bytes.
   const std::uint32_t items[] = {0x0001FFFF, 0x00020001, 0xFFFF8000};
-  SortArray words(4, 2, saWORD | saDUPLICATE, 0);
-  words.SetBuf(items, 3);
-  words.Sort();
-  EXPECT_EQ(Longs(words), (Ints{0x00020001, static_cast<std::int32_t>(0xFFFF8000), 0x0001FFFF}));
-  SortArray bytes(4, 2, saDUPLICATE, 0);
-  bytes.SetBuf(items, 3);
-  bytes.Sort();
-  EXPECT_EQ(Longs(bytes), (Ints{static_cast<std::int32_t>(0xFFFF8000), 0x00020001, 0x0001FFFF}));
+  EXPECT_EQ(sorted(4, 2, saWORD | saDUPLICATE, items, 3, false),
+            (Ints{0x00020001, static_cast<std::int32_t>(0xFFFF8000), 0x0001FFFF}));
+  EXPECT_EQ(sorted(4, 2, saDUPLICATE, items, 3, false),
+            (Ints{static_cast<std::int32_t>(0xFFFF8000), 0x00020001, 0x0001FFFF}));
 
   // 8-byte items under saLONG: the heap sort exchanges the first 4 bytes
   // only, as the library has always done; the quicksort moves whole items.
   const std::int32_t pairs[] = {3, 30, 1, 10, 2, 20};
-  SortArray heap(8, 4, saLONG, 0);
-  heap.SetBuf(pairs, 3);
-  heap.Sort2();
-  SortArray quick(8, 4, saLONG, 0);
-  quick.SetBuf(pairs, 3);
-  quick.Sort();
-  auto* h = static_cast<std::int32_t*>(heap.GetBuf());
-  auto* q = static_cast<std::int32_t*>(quick.GetBuf());
-  EXPECT_EQ(Ints(h, h + 6), (Ints{1, 30, 2, 10, 3, 20}));
-  EXPECT_EQ(Ints(q, q + 6), (Ints{1, 10, 2, 20, 3, 30}));
+  EXPECT_EQ(sorted(8, 4, saLONG, pairs, 3, true), (Ints{1, 30, 2, 10, 3, 20}));
+  EXPECT_EQ(sorted(8, 4, saLONG, pairs, 3, false), (Ints{1, 10, 2, 20, 3, 30}));
 }
 
 TEST(SortArrayTest, ReplPrefixSearchAndShrink) {

@@ -138,8 +138,7 @@ TEST_F(CollectionTest, SearchFindsTheLastEqualItem) {
   EXPECT_EQ(c.AsFind("y"), 1);
   EXPECT_EQ(c[3], nullptr);
   Collection other(0);
-  other.Ins(const_cast<char*>("y"));
-  other.Ins(const_cast<char*>("x"));
+  for (const char* s : {"y", "x"}) other.Ins(const_cast<char*>(s));
   EXPECT_TRUE(c != other);
 
   c.Move(0, 2);
@@ -206,14 +205,15 @@ TEST_F(CollectionTest, DataCollectionKeysDataAndReplacement) {
   EXPECT_EQ(dc.Ins("beta", &two, 4), 0);
   EXPECT_EQ(dc.Ins("alpha", &one, 4), 0);
   EXPECT_EQ(dc.Ins("alpha", &three, 4), -1);
-  Long32 got;
-  std::memcpy(&got, dc.GetData("beta"), 4);
-  EXPECT_EQ(got, 2);
+  const auto value = [](const void* data) {
+    Long32 got;
+    std::memcpy(&got, data, 4);
+    return got;
+  };
+  EXPECT_EQ(value(dc.GetData("beta")), 2);
   EXPECT_EQ(dc.GetData("gamma"), nullptr);
-
   dc.ReplData(0, &three, 4);
-  std::memcpy(&got, dc.GetData(0), 4);
-  EXPECT_EQ(got, 3);
+  EXPECT_EQ(value(dc.GetData(0)), 3);
   EXPECT_THROW(dc.ReplData(2, &one, 4), DataCollection*);
   dc.Ins("empty", nullptr, 8);
   EXPECT_STREQ(dc.GetData("empty") - 6, "empty");
@@ -229,10 +229,8 @@ TEST_F(CollectionTest, CollectionMtLocksItsChangesAndSwapsFirstWords) {
       shared.Ins(item, -1);
     }
   };
-  std::thread first(fill, 'a');
-  std::thread second(fill, 'b');
-  first.join();
-  second.join();
+  std::thread first(fill, 'a'), second(fill, 'b');
+  first.join(), second.join();
   EXPECT_EQ(shared.Count(), 1000);
   shared.Clear();
 

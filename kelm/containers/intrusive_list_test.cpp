@@ -68,17 +68,13 @@ TEST(ListTest, InsertionOrders) {
   Item a('a'), b('b'), c('c');
   List front;
   EXPECT_EQ(front.ForEach([](Node&, void*) { return 1; }, nullptr), nullptr);
-  front += a;
-  front += b;
-  front += c;
+  for (Item* item : {&a, &b, &c}) front += *item;
   EXPECT_EQ(Names(front), "cba");
   EXPECT_EQ(front.GetNum(a), 2u);
 
   Item x('x'), y('y'), z('z');
   List back;
-  back.InsLast(x);
-  back.InsLast(y);
-  back.InsLast(z);
+  for (Item* item : {&x, &y, &z}) back.InsLast(*item);
   EXPECT_EQ(Names(back), "xyz");
   EXPECT_EQ(back.First(), &x);
 

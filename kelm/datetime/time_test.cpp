@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <tuple>
 #include <utility>
 
 #include "kelm/datetime/time_stamp.h"
@@ -11,27 +12,15 @@
 namespace {
 
 void ExpectStamp(const TimeStamp& t, int year, int month, int day, int hour, int minute, int second) {
-  EXPECT_EQ(t.Year(), year);
-  EXPECT_EQ(t.Month(), month);
-  EXPECT_EQ(t.Day(), day);
-  EXPECT_EQ(t.Hour(), hour);
-  EXPECT_EQ(t.Minute(), minute);
-  EXPECT_EQ(t.Second(), second);
+  EXPECT_EQ(std::make_tuple(t.Year(), t.Month(), t.Day(), t.Hour(), t.Minute(), t.Second()),
+            std::make_tuple(year, month, day, hour, minute, second));
 }
 
 using Parts = std::pair<long, long>;
 Parts DateAndTime(const TimeStamp& t) { return {t.GetDate(), t.GetTime()}; }
 
-std::uint64_t Ticks(const FILETIME& ft) {
-  return std::uint64_t{ft.dwHighDateTime} << 32 | ft.dwLowDateTime;
-}
-
-FILETIME FromTicks(std::uint64_t ticks) {
-  FILETIME ft;
-  ft.dwLowDateTime = static_cast<DWORD>(ticks);
-  ft.dwHighDateTime = static_cast<DWORD>(ticks >> 32);
-  return ft;
-}
+std::uint64_t Ticks(const FILETIME& ft) { return std::uint64_t{ft.dwHighDateTime} << 32 | ft.dwLowDateTime; }
+FILETIME FromTicks(std::uint64_t ticks) { return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)}; }
 
 TEST(TimeOfDay, ComponentsArithmeticAndFolding) {
   for (const Time& t : {Time(2, 3, 4), Time(Hours(2), Minuts(3), Seconds(4)), Time(Hours(2), Seconds(4), Minuts(3)),

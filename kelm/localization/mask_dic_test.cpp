@@ -19,89 +19,76 @@ constexpr double kSlowdown = 20;  // instrumented builds check the bound loosely
 constexpr double kSlowdown = 1;
 #endif
 
+std::vector<std::string> Strings(const Collection& strings) {
+  std::vector<std::string> out;
+  for (int i = 0; i < strings.Count(); ++i) out.emplace_back(strings[i]);
+  return out;
+}
+
 std::vector<std::string> Lines(const MaskDic& masks) {
   Collection out(csOWNER);
   masks.StoreStringsByMasks(out);
-  std::vector<std::string> lines;
-  for (int i = 0; i < out.Count(); ++i) lines.emplace_back(out[i]);
-  return lines;
+  return Strings(out);
 }
 
-TEST(MaskDicTest, PlaceholdersCaptureUpToTheirDelimiter) {
-  MaskDic masks;
-  ASSERT_TRUE(masks.AddTranslation("Файл {1} не найден!", "File {1} not found!"));
-  EXPECT_EQ(masks.Translate(std::string("Файл C:\\x.lng не найден!")), "File C:\\x.lng not found!");
-  // The capture may span words; a delimiter inside it stays.
-  EXPECT_EQ(masks.Translate(std::string("Файл a b, c не найден!")), "File a b, c not found!");
-  // Another shape is not translated: the string form gives the text back.
-  EXPECT_EQ(masks.Translate(std::string("Файл не найден")), "Файл не найден");
-  EXPECT_EQ(masks.Translate(std::string("Файл x не найден")), "Файл x не найден");
+// Masks added in order, then phrases and what they translate to.
+struct Group {
+  std::vector<std::pair<const char*, const char*>> masks;
+  std::vector<std::pair<std::string, std::string>> phrases;
+};
 
+TEST(MaskDicTest, PhrasesTakeTheFirstFullMatch) {
+  const std::vector<Group> groups = {
+      // A capture runs to its delimiter, across words and delimiters inside
+      // it, and is never empty.
+      {{{"Файл {1} не найден!", "File {1} not found!"}},
+       {{"Файл C:\\x.lng не найден!", "File C:\\x.lng not found!"}, {"Файл a b, c не найден!", "File a b, c not found!"},
+        {"Файл x не найден", "Файл x не найден"}, {"Файл не найден!", "Файл не найден!"}}},
+      // Captures are numbered by their place in the source, whatever their
+      // braces say; one at the end keeps the phrase's last character.
+      {{{"Скопировано {1} файлов в папку {2}.", "Folder {2} got {1} files."}, {"Из {2} в {1}", "{1} -> {2}"},
+        {"Ошибка: {1}", "Error: {1}"}},
+       {{"Скопировано 5 файлов в папку Документы.", "Folder Документы got 5 files."}, {"Из a в b", "a -> b"},
+        {"Ошибка: диск полон!", "Error: диск полон!"}}},
+      // A capture grows past a literal that leads nowhere; a literal word beats
+      // a placeholder; a prefix mask ends at an inner node; masks beginning
+      // with a placeholder share one root that takes what a literal root
+      // fails; a later translation of a mask replaces the earlier one.
+      {{{"x {1} y z", "X {1} Y Z"}, {"x {1} q", "placeholder {1}"}, {"x один q", "literal"}, {"x один ", "short"},
+        {"{1} файлов", "{1} files"}, {"{1} папок", "{1} folders"}, {"{1} папок", "{1} dirs"}},
+       {{"x a y b y z", "X a y b Y Z"}, {"x один q", "literal"}, {"x два q", "placeholder два"}, {"x один ", "short"},
+        {"x y файлов", "x y files"}, {"3 папок", "3 dirs"}}},
+      // One placeholder node serves masks that differ only after it.
+      {{{"Файл {1}", "File {1}"}, {"Файл {1} не найден!", "File {1} not found!"}},
+       {{"Файл x не найден!", "File x not found!"}, {"Файл a.txt", "File a.txt"}}},
+  };
+  for (const Group& group : groups) {
+    MaskDic masks;
+    for (const auto& [source, translation] : group.masks) ASSERT_TRUE(masks.AddTranslation(source, translation));
+    for (const auto& [phrase, expected] : group.phrases) EXPECT_EQ(masks.Translate(phrase), expected) << phrase;
+  }
+
+  MaskDic masks;
+  masks.AddTranslation("Файл {1}", "File {1}");
+  masks.AddTranslation("Файл {1} не найден!", "File {1} not found!");
+  EXPECT_EQ(Lines(masks), (std::vector<std::string>{"Файл {1} #File {1}#MASK", "Файл {1} не найден!#File {1} not found!#MASK"}));
   char out[64];
   EXPECT_EQ(masks.Translate("Файл y не найден!", out, sizeof out), out);
   EXPECT_STREQ(out, "File y not found!");
   EXPECT_EQ(masks.Translate("Файл y не найден!", out, 5), out);
   EXPECT_STREQ(out, "File");
-  EXPECT_EQ(masks.Translate("Файл не найден!", out, sizeof out), nullptr);
-  EXPECT_EQ(masks.Translate(nullptr, out, sizeof out), nullptr);
-  EXPECT_EQ(masks.Translate("", out, sizeof out), nullptr);
+  for (const char* none : {"Нечто", static_cast<const char*>(nullptr), ""}) {
+    EXPECT_EQ(masks.Translate(none, out, sizeof out), nullptr);
+  }
   EXPECT_EQ(masks.Translate("Файл y не найден!", nullptr, 10), nullptr);
-}
-
-TEST(MaskDicTest, CapturesAreNumberedByTheirPlaceInTheSource) {
-  MaskDic masks;
-  masks.AddTranslation("Скопировано {1} файлов в папку {2}.", "Folder {2} got {1} files.");
-  EXPECT_EQ(masks.Translate(std::string("Скопировано 5 файлов в папку Документы.")), "Folder Документы got 5 files.");
-  // The numbers in the source's braces only mark the placeholders.
-  masks.AddTranslation("Из {2} в {1}", "{1} -> {2}");
-  EXPECT_EQ(masks.Translate(std::string("Из a в b")), "a -> b");
-  // A placeholder at the end of the mask keeps the phrase's last character.
-  masks.AddTranslation("Ошибка: {1}", "Error: {1}");
-  EXPECT_EQ(masks.Translate(std::string("Ошибка: диск полон!")), "Error: диск полон!");
-}
-
-TEST(MaskDicTest, FirstFullMatchWins) {
-  MaskDic masks;
-  // The literal "y" after the placeholder matches first and leads nowhere:
-  // the capture must grow past it.
-  masks.AddTranslation("x {1} y z", "X {1} Y Z");
-  EXPECT_EQ(masks.Translate(std::string("x a y b y z")), "X a y b Y Z");
-  // A literal word is preferred to a placeholder at the same place.
-  masks.AddTranslation("x {1} q", "placeholder {1}");
-  masks.AddTranslation("x один q", "literal");
-  EXPECT_EQ(masks.Translate(std::string("x один q")), "literal");
-  EXPECT_EQ(masks.Translate(std::string("x два q")), "placeholder два");
-  // A mask that is a prefix of another ends at an inner node.
-  masks.AddTranslation("x один ", "short");
-  EXPECT_EQ(masks.Translate(std::string("x один ")), "short");
-  // Masks beginning with a placeholder share one root; a literal root that
-  // fails hands the whole phrase to it.
-  masks.AddTranslation("{1} файлов", "{1} files");
-  masks.AddTranslation("{1} папок", "{1} folders");
-  EXPECT_EQ(masks.Translate(std::string("x y файлов")), "x y files");
-  EXPECT_EQ(masks.Translate(std::string("3 папок")), "3 folders");
-  // A later translation of the same mask replaces the earlier one.
-  masks.AddTranslation("{1} папок", "{1} dirs");
-  EXPECT_EQ(masks.Translate(std::string("3 папок")), "3 dirs");
-}
-
-// The tree keeps one placeholder node for masks that differ only in what
-// follows it.
-TEST(MaskDicTest, MasksSharingAPlaceholderKeepTheirDelimiters) {
-  MaskDic masks;
-  masks.AddTranslation("Файл {1}", "File {1}");
-  masks.AddTranslation("Файл {1} не найден!", "File {1} not found!");
-  EXPECT_EQ(masks.Translate(std::string("Файл x не найден!")), "File x not found!");
-  EXPECT_EQ(masks.Translate(std::string("Файл a.txt")), "File a.txt");
-  EXPECT_EQ(Lines(masks), (std::vector<std::string>{"Файл {1} #File {1}#MASK", "Файл {1} не найден!#File {1} not found!#MASK"}));
 }
 
 TEST(MaskDicTest, OddPlaceholdersAndBraces) {
   MaskDic masks;
-  EXPECT_FALSE(masks.AddTranslation("", "x"));
-  EXPECT_FALSE(masks.AddTranslation("x", ""));
-  EXPECT_FALSE(masks.AddTranslation(nullptr, "x"));
-  EXPECT_FALSE(masks.AddTranslation("x", nullptr));
+  for (const auto& [source, translation] : std::vector<std::pair<const char*, const char*>>{
+           {"", "x"}, {"x", ""}, {nullptr, "x"}, {"x", nullptr}}) {
+    EXPECT_FALSE(masks.AddTranslation(source, translation));
+  }
   // Escaped braces are literal; captures that do not exist give nothing.
   masks.AddTranslation("Код \\{a\\} {1}", "Code \\{a\\} {1} {99999999999} {0} {x} {-1}.");
   EXPECT_EQ(masks.Translate(std::string("Код {a} 7")), "Code {a} 7    .");
@@ -152,23 +139,18 @@ TEST(MaskDicTest, NodesCopyDeeplyAndOrderByWordThenNumber) {
   EXPECT_NE(&assigned.Children()[0], &masks.Roots()[0].Children()[0]);
   Collection lines(csOWNER);
   assigned.GetFullStringByNode("pre ", lines);
-  ASSERT_EQ(lines.Count(), 3);
-  EXPECT_STREQ(lines[0], "pre x y {1}#1#MASK");
-  EXPECT_STREQ(lines[1], "pre x z#2#MASK");
-  EXPECT_STREQ(lines[2], "pre x {1} w#3#MASK");
+  EXPECT_EQ(Strings(lines), (std::vector<std::string>{"pre x y {1}#1#MASK", "pre x z#2#MASK", "pre x {1} w#3#MASK"}));
 }
 
 // Neither adding, matching, writing nor forgetting a very long mask may
 // recurse along it.
 TEST(MaskDicTest, LongMasksDoNotExhaustTheStack) {
-  std::string source;
-  std::string phrase;
+  std::string source, phrase;
   for (int i = 0; i < 200000; ++i) {
     source += i % 3 == 0 ? "{1} " : "слово ";
     phrase += i % 3 == 0 ? "w " : "слово ";
   }
-  source += "конец";
-  phrase += "конец";
+  source += "конец", phrase += "конец";
   MaskDic masks;
   ASSERT_TRUE(masks.AddTranslation(source.c_str(), "{1}"));
   EXPECT_EQ(masks.Translate(phrase), "w");
@@ -183,27 +165,23 @@ TEST(MaskDicTest, MatchingTimeStaysPolynomial) {
   const auto timed = [&worst](MaskDic& masks, const std::string& phrase) {
     const auto start = std::chrono::steady_clock::now();
     std::string result = masks.Translate(phrase);
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    worst = std::max(worst, took.count());
+    worst = std::max(worst, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     return result;
   };
-  // Nested placeholders, no match anywhere; then a match at the very end.
-  MaskDic nested;
+  // Nested placeholders; and masks whose second placeholder starts anywhere
+  // and runs to the end.
+  MaskDic nested, wide;
   for (int k = 0; k < 1000; ++k) {
     const std::string n = std::to_string(k);
     const std::string source = k % 2 == 0 ? "{1} а {2} б" + n + " {3} в" + n : "а {1} а {2} а {3} г" + n;
     ASSERT_TRUE(nested.AddTranslation(source.c_str(), "{3} {2} {1}"));
+    ASSERT_TRUE(wide.AddTranslation(("{1} ш" + n + " {2} конец" + n).c_str(), "{2} {1}"));
   }
+  // No match anywhere; then a match at the very end.
   std::string phrase;
   for (int i = 0; i < 2000; ++i) phrase += i % 7 == 3 ? "б0 " : "а ";
   EXPECT_EQ(timed(nested, phrase + "конец"), phrase + "конец");
   EXPECT_EQ(timed(nested, phrase + "в0").substr(0, 6), "а а а ");
-  // Every mask's second placeholder starts somewhere and runs to the end.
-  MaskDic wide;
-  for (int k = 0; k < 1000; ++k) {
-    const std::string n = std::to_string(k);
-    ASSERT_TRUE(wide.AddTranslation(("{1} ш" + n + " {2} конец" + n).c_str(), "{2} {1}"));
-  }
   std::string cycle;
   for (int i = 0; i < 1000; ++i) cycle += "ш" + std::to_string(i) + " ";
   phrase = cycle + cycle;

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <thread>
@@ -58,8 +57,7 @@ TEST_F(TranslatorTest, RussianSystemTranslatesNothing) {
   EXPECT_EQ(t->Translate(text, tcPlain, out, sizeof out), text);
   EXPECT_STREQ(out, "Да");
   EXPECT_EQ(t->Translate(std::string("Нет"), tcPlain), "Нет");
-  // Nothing was recorded: English, with nothing unknown, writes no file.
-  t->SetCurLanguage(lEnglish);
+  t->SetCurLanguage(lEnglish);  // nothing was recorded to store
   t->StoreUnknown();
   EXPECT_FALSE(dir_.Exists("EN_unknown.lng"));
   EXPECT_EQ(ErrorMessager::Instance().GetLastError(), std::string());
@@ -80,8 +78,7 @@ TEST_F(TranslatorTest, LookupOrderAndWhatIsRecorded) {
   Make("EN.lng", "Да#Yes\r\nДа#Yes!#STRING\r\nФайл {1} не найден!#File {1} not found!#MASK\r\n");
   auto t = TranslatorTestAccess::Make();
   t->Init(folder_.c_str());
-  char out[32];
-  std::memset(out, 'z', sizeof out);
+  char out[32] = "z";
   EXPECT_EQ(t->Translate(nullptr, tcPlain, out, sizeof out), nullptr);
   const char* empty = "";
   EXPECT_EQ(t->Translate(empty, tcPlain, out, sizeof out), empty);
@@ -118,10 +115,8 @@ TEST_F(TranslatorTest, SwitchingLanguages) {
   Make("DE_unknown.lng", "Старое##\r\n");
   auto t = TranslatorTestAccess::Make();
   t->Init(folder_.c_str());
-  t->UploadDicFromFile(german.c_str());  // registered, not loaded
-  t->UploadDicFromFile(nullptr);
-  t->UploadDicFromFile("");
-  t->UploadDicFromFile("a.lng");
+  // Registered, not loaded.
+  for (const char* file : {german.c_str(), static_cast<const char*>(nullptr), "", "a.lng"}) t->UploadDicFromFile(file);
   EXPECT_EQ(t->Translate(std::string("Да"), tcPlain), "Yes");
   t->Translate(std::string("Привет"), tcPlain);
 
@@ -133,9 +128,7 @@ TEST_F(TranslatorTest, SwitchingLanguages) {
   // English unknown texts go to the German file with the German ones.
   EXPECT_EQ(t->Translate(std::string("Файл x не найден!"), tcPlain), "File x not found!");
   kelm::port::RemoveFile((folder_ + "EN_unknown.lng").c_str());
-  t->SetCurLanguage("DE");
-  t->SetCurLanguage(static_cast<const char*>(nullptr));
-  t->SetCurLanguage("");
+  for (const char* same : {"DE", static_cast<const char*>(nullptr), ""}) t->SetCurLanguage(same);
   EXPECT_FALSE(dir_.Exists("EN_unknown.lng"));
   t->SetCurLanguage(lEnglish);
   EXPECT_EQ(dir_.Read("DE_unknown.lng"), "Привет##\r\nСтарое##\r\n");
@@ -151,20 +144,14 @@ TEST_F(TranslatorTest, SwitchingLanguages) {
   EXPECT_EQ(t->CurLanguage(), lEnglish);
 }
 
-// Readers on eight threads while another switches the language of the
-// process-wide translator back and forth: every result is the text itself
-// or one of its translations.
+// Eight readers while the process-wide translator switches back and forth:
+// every result is the text itself or one of its translations.
 TEST_F(TranslatorTest, TranslatingWhileTheLanguageChanges) {
-  // The process-wide translator keeps every file registered with it, and
-  // each switch loads them again: they live as long as the process.
-  static const kelm::testing::ScratchDir files;
+  static const kelm::testing::ScratchDir files;  // registered for good: each switch loads them again
   ASSERT_TRUE(files.Write("EN.lng", "Да#Yes\r\nОк {1}#Ok {1}#MASK\r\n"));
   ASSERT_TRUE(files.Write("DE.lng", "Да#Ja\r\n"));
-  const std::string english = files / "EN.lng";
-  const std::string german = files / "DE.lng";
   Translator& t = Translator::Instance();
-  t.UploadDicFromFile(english.c_str());
-  t.UploadDicFromFile(german.c_str());
+  for (const char* file : {"EN.lng", "DE.lng"}) t.UploadDicFromFile((files / file).c_str());
   std::atomic<bool> done{false};
   std::atomic<int> wrong{0};
   std::vector<std::thread> readers;
@@ -172,8 +159,7 @@ TEST_F(TranslatorTest, TranslatingWhileTheLanguageChanges) {
     readers.emplace_back([&t, &done, &wrong] {
       char out[16];
       while (!done.load()) {
-        // The pointer returned may point into the dictionary, which the
-        // switching thread replaces: only the copy in `out` is safe here.
+        // Only the copy in `out` is safe: the result may point into a replaced dictionary.
         t.Translate("Да", tcPlain, out, sizeof out);
         const std::string yes = out;
         if (yes != "Да" && yes != "Yes" && yes != "Ja") ++wrong;

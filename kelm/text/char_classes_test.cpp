@@ -25,26 +25,20 @@ TEST(CharClassesTest, LettersAndWordCapitals) {
   char text[] = "иВАН пЕТРОВ-вОДКИН 3-й";
   EXPECT_STREQ(UpFirstLetters(text), "Иван Петров-Водкин 3-Й");
   EXPECT_EQ(UpFirstLetters(nullptr), nullptr);
-}
-
-TEST(CharClassesTest, StrToBool) {
   EXPECT_TRUE(StrToBool("да", false));
   EXPECT_FALSE(StrToBool("НеТ", true));
   EXPECT_FALSE(StrToBool("yes!", false));
 }
 
-TEST(CharClassesTest, HexTexts) {
+TEST(CharClassesTest, HexTextsAndBoundedPrinting) {
   char out[16];
   EXPECT_STREQ(ToHexStr(255, out, 2), "00FF");
   EXPECT_STREQ(ToHexStr(0x12345, out, 2), "1234");  // leading digits kept
   EXPECT_STREQ(ToHexStr(-2, out, 4), "FFFFFFFE");
   EXPECT_STREQ(HexAddr(-10, out), "корень");
   EXPECT_STREQ(HexAddr(16, out), "00000010");
-}
 
-TEST(CharClassesTest, Snprintf0Bounds) {
-  char buf[8];
-  std::memset(buf, '#', sizeof buf);
+  char buf[8] = "#######";
   EXPECT_EQ(snprintf0(buf, 4, "%s", "abcdef"), -1);
   EXPECT_STREQ(buf, "abc");
   EXPECT_EQ(snprintf0(buf, 4, "%d", 123), 3);  // exactly size - 1: cut to stay terminated
@@ -56,11 +50,9 @@ TEST(CharClassesTest, Snprintf0Bounds) {
 
 TEST(CharClassesTest, CountReplaceDelete) {
   EXPECT_EQ(StrCharCount("a,b,,c", ','), 3u);
-  char b[] = "a-b+c*d";
+  char b[] = "a-b+c*d", c[] = "x1x2", e[] = "a//b///c/";
   EXPECT_STREQ(StrRepl(b, "-+", '_'), "a_b_c*d");
-  char c[] = "x1x2";
   EXPECT_STREQ(StrExcludeRepl(c, 'x', '?'), "x?x?");
-  char e[] = "a//b///c/";
   EXPECT_STREQ(DelDoubles(e, '/'), "a/b/c/");
   char f[] = "  two words  ";
   EXPECT_EQ(DelSpaces(f), f + 2);

@@ -9,23 +9,25 @@
 
 namespace {
 
-std::vector<std::string> Split(const char* text, const char* delimiters, bool keep, bool upper) {
+using Pieces = std::vector<std::string>;
+
+Pieces Texts(const Collection& out) {
+  Pieces pieces;
+  for (int i = 0; i < out.Count(); ++i) pieces.push_back(out[i]);
+  return pieces;
+}
+
+Pieces Split(const char* text, const char* delimiters, bool keep, bool upper) {
   Collection out(csOWNER);
   DivideS(text, delimiters, keep, out, upper);
-  std::vector<std::string> pieces;
-  for (int i = 0; i < out.Count(); ++i) pieces.push_back(out[i]);
-  return pieces;
+  return Texts(out);
 }
 
-std::vector<std::string> SplitPath(const char* path) {
+Pieces SplitPath(const char* path) {
   Collection out(csOWNER);
   DividePath(path, out);
-  std::vector<std::string> pieces;
-  for (int i = 0; i < out.Count(); ++i) pieces.push_back(out[i]);
-  return pieces;
+  return Texts(out);
 }
-
-using Pieces = std::vector<std::string>;
 
 TEST(DivideSTest, EmptyPiecesAndLeadingDelimiters) {
   EXPECT_EQ(Split("a;b;;c", ";", false, false), (Pieces{"a", "b", "", "c"}));

@@ -36,6 +36,8 @@ std::string ErrorOf(const char* mask, const char* text) {
   return "(no error)";
 }
 
+const std::string kInMask = " в маске для функции \"РазбитьПоМаске()\"!";
+
 TEST(MaskTest, RunsClassesAndCounts) {
   EXPECT_EQ(Parse("ц+", "123").pos, 3);
   EXPECT_FALSE(Parse("ц+", "").ok);
@@ -51,8 +53,7 @@ TEST(MaskTest, RunsClassesAndCounts) {
   EXPECT_FALSE(Parse("[a-c]+", "abcd").ok);
   EXPECT_FALSE(Parse("[c-a]", "a").ok);
   // "-]" runs the range to 0xFF and does not close the set.
-  EXPECT_EQ(ErrorOf("[x-]+", "x"),
-            "Не хватает закрывающей квадратной скобки в маске для функции \"РазбитьПоМаске()\"!");
+  EXPECT_EQ(ErrorOf("[x-]+", "x"), "Не хватает закрывающей квадратной скобки" + kInMask);
   EXPECT_TRUE(Parse("[x-]]+", "xy\xFF").ok);
   // "*" and "+" count in 16 bits: a run stops at 65535 characters.
   const std::string digits(70000, '7');
@@ -82,12 +83,9 @@ TEST(MaskTest, CaptureAndLookAhead) {
 }
 
 TEST(MaskTest, TheFourErrors) {
-  EXPECT_EQ(ErrorOf("'ab", "ab"),
-            "Не хватает закрывающей кавычки в маске для функции \"РазбитьПоМаске()\"!");
-  EXPECT_EQ(ErrorOf("[ab", "a"),
-            "Не хватает закрывающей квадратной скобки в маске для функции \"РазбитьПоМаске()\"!");
-  EXPECT_EQ(ErrorOf("ц{1,3", "12"),
-            "Не хватает закрывающей фигурной скобки в маске для функции \"РазбитьПоМаске()\"!");
+  EXPECT_EQ(ErrorOf("'ab", "ab"), "Не хватает закрывающей кавычки" + kInMask);
+  EXPECT_EQ(ErrorOf("[ab", "a"), "Не хватает закрывающей квадратной скобки" + kInMask);
+  EXPECT_EQ(ErrorOf("ц{1,3", "12"), "Не хватает закрывающей фигурной скобки" + kInMask);
   const char kTooBig[] = "Превышен максимальный размер маски!";
   // A quoted run longer than the pending store.
   EXPECT_EQ(ErrorOf(("'" + std::string(150, 'q') + "'").c_str(), "q"), kTooBig);
@@ -123,8 +121,7 @@ TEST(MaskTest, LengthModeReadsNoByteBeyondTheBlock) {
 
 TEST(MaskTest, CopiesOwnTheirSets) {
   Mask assigned(U(""), U(""));
-  MaskItem digits;
-  MaskItem letters;
+  MaskItem digits, letters;
   std::vector<Mask> copies;
   {
     Mask original(U("[0-9]+[a-z]"), U("5"));
@@ -134,9 +131,8 @@ TEST(MaskTest, CopiesOwnTheirSets) {
     copies.push_back(original);
     assigned = original;
   }
-  const Mask& copy = copies[0];
-  EXPECT_TRUE(copy.IsThatMask(digits));
-  EXPECT_FALSE(copy.IsThatMask(letters));
+  EXPECT_TRUE(copies[0].IsThatMask(digits));
+  EXPECT_FALSE(copies[0].IsThatMask(letters));
   EXPECT_TRUE(assigned.IsThatMask(digits));
 }
 

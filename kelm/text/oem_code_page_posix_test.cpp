@@ -14,10 +14,8 @@ int IconvByte(const char* to, const char* from, unsigned char byte) {
   EXPECT_NE(cd, reinterpret_cast<iconv_t>(-1));
   char in = static_cast<char>(byte);
   char out[8];
-  char* in_ptr = &in;
-  char* out_ptr = out;
-  std::size_t in_left = 1;
-  std::size_t out_left = sizeof out;
+  char *in_ptr = &in, *out_ptr = out;
+  std::size_t in_left = 1, out_left = sizeof out;
   const std::size_t r = iconv(cd, &in_ptr, &in_left, &out_ptr, &out_left);
   iconv_close(cd);
   if (r == static_cast<std::size_t>(-1) || out_ptr - out != 1) return -1;
@@ -25,8 +23,7 @@ int IconvByte(const char* to, const char* from, unsigned char byte) {
 }
 
 TEST(OemCodePagePosixTest, MatchesIconvWhereItConverts) {
-  int exact_ansi = 0;
-  int exact_oem = 0;
+  int exact_ansi = 0, exact_oem = 0;
   for (int c = 0; c < 256; ++c) {
     const unsigned char byte = static_cast<unsigned char>(c);
     const int oem = IconvByte("CP866", "CP1251", byte);

@@ -1,5 +1,6 @@
 // Archives put together byte by byte, for tests that need what no writer
-// makes: other hosts and flags, wrong sizes and CRCs, broken directories.
+// makes: other hosts and flags, wrong sizes and CRCs, broken directories;
+// and the small helpers the archive tests share.
 #ifndef KELM_ARCHIVE_TESTING_ZIP_BUILDER_H_
 #define KELM_ARCHIVE_TESTING_ZIP_BUILDER_H_
 
@@ -10,11 +11,21 @@
 #include <utility>
 #include <vector>
 
+#include "kelm/archive/unzip_file_stream.h"
+#include "kelm/streams/stream.h"
+
 namespace kelm::testing {
 
 struct RawMember {
   RawMember() = default;
   RawMember(std::string stored_name, std::string content) : name(std::move(stored_name)), data(std::move(content)) {}
+  // A copy with `field` set to `value`.
+  template <typename T, typename V>
+  RawMember With(T RawMember::*field, V value) const {
+    RawMember m = *this;
+    m.*field = value;
+    return m;
+  }
 
   std::string name;  // the name field as stored
   std::string data;  // stored as it is (method 0) unless `deflate`
@@ -112,6 +123,38 @@ class ZipBuilder {
   long long count_ = -1;
   long long shift_ = 0;
 };
+
+// Bytes that deflate cannot shrink.
+inline std::string Noise(std::size_t n, unsigned seed = 12345) {
+  std::string text(n, '\0');
+  for (char& c : text) c = static_cast<char>((seed = seed * 1103515245 + 12345) >> 16);
+  return text;
+}
+
+// Every member's name and content, in order.
+using Contents_t = std::vector<std::pair<std::string, std::string>>;
+inline Contents_t Contents(UnZipFileStream& unzip) {
+  Contents_t contents;
+  for (const std::string& name : unzip.Files()) {
+    std::vector<char> bytes;
+    if (!unzip.ExtractFile(name.c_str(), bytes)) bytes.assign({'<', '!', '>'});
+    contents.emplace_back(name, std::string(bytes.begin(), bytes.end()));
+  }
+  return contents;
+}
+inline Contents_t Contents(const std::string& archive) {
+  UnZipFileStream unzip;
+  if (!unzip.Open(std::vector<char>(archive.begin(), archive.end()))) return {{"<not an archive>", unzip.Error()}};
+  return Contents(unzip);
+}
+
+// Everything `s` holds.
+inline std::string StreamText(Stream& s) {
+  std::string out(s.Size(), '\0');
+  s.Seek(0);
+  if (!out.empty()) s.Read(out.data(), static_cast<unsigned>(out.size()));
+  return out;
+}
 
 }  // namespace kelm::testing
 
