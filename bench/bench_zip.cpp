@@ -9,6 +9,7 @@
 // zip or unzip on PATH their comparisons are skipped (said so in the output).
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -93,7 +94,9 @@ std::vector<std::string> MakeTree(const fs::path& root) {
   return names;
 }
 
-bool HasTool(const char* tool) { return std::system((std::string("command -v ") + tool + " >/dev/null 2>&1").c_str()) == 0; }
+bool HasTool(const char* tool) {
+  return std::system((std::string("command -v ") + tool + " >/dev/null 2>&1").c_str()) == 0;
+}
 
 void Run(const std::string& command) {
   if (std::system(command.c_str()) != 0) {
