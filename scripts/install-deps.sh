@@ -10,9 +10,9 @@ set -eu
 what=${1:-all}
 here=$(cd "$(dirname "$0")/.." && pwd)
 
-linux_pkgs="build-essential cmake ninja-build ccache pkg-config zlib1g-dev libminizip-dev libgtest-dev python3 universal-ctags"
+linux_pkgs="build-essential cmake ninja-build ccache pkg-config zlib1g-dev libminizip-dev libgtest-dev python3 universal-ctags zip unzip 7zip"
 fuzz_pkgs="clang libclang-rt-14-dev"
-bench_pkgs="libssl-dev zip unzip"
+bench_pkgs="libssl-dev"
 cross_pkgs="g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix mingw-w64-tools libz-mingw-w64-dev wine wine64 dpkg-dev patchelf"
 pkgs=$linux_pkgs
 case $what in
