@@ -3,6 +3,7 @@
 # (library, tests and tools) and checks each library's export table (the
 # `exports` test). Slow (two dozen builds): not part of CI.
 # Usage: build-matrix.sh [TARGET...]   (win32 win64 linux; default all)
+# TYPES and GENERATORS narrow the run, e.g. TYPES=Debug GENERATORS=Ninja.
 # Results: build/matrix/<target>-<generator>-<type>, summary in build/matrix/summary.
 set -u
 here=$(cd "$(dirname "$0")/.." && pwd)
@@ -13,7 +14,7 @@ targets=${*:-win32 win64 linux}
 launcher=""
 command -v ccache >/dev/null && launcher="-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache"
 status=0
-for type in Release RelWithDebInfo MinSizeRel Debug; do
+for type in ${TYPES:-Release RelWithDebInfo MinSizeRel Debug}; do
   for target in $targets; do
     case $target in
       linux) cross="" ;;
@@ -21,7 +22,8 @@ for type in Release RelWithDebInfo MinSizeRel Debug; do
       win32) cross="-DCMAKE_TOOLCHAIN_FILE=$here/cmake/toolchain-i686-w64-mingw32.cmake" ;;
       *) echo "unknown target $target" >&2; exit 2 ;;
     esac
-    for gen in Ninja "Unix Makefiles"; do
+    for gen in ${GENERATORS:-Ninja Unix_Makefiles}; do
+      gen=$(echo "$gen" | tr _ " ")
       name=$target-$(echo "$gen" | tr -d ' ' | tr 'A-Z' 'a-z')-$(echo "$type" | tr 'A-Z' 'a-z')
       dir=$out/$name
       result=ok
