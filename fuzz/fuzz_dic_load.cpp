@@ -1,6 +1,7 @@
 // Any bytes are a dictionary: ReadDic (the reading of LoadDicFromFile) over
 // the input, then the entries and masks it produced written and read again.
 // The written dictionary must read back as exactly what was written.
+#include <cstring>
 #include <string>
 
 #include "fuzz/fuzz_support.h"
@@ -13,8 +14,10 @@ namespace {
 using Localization::DicMap;
 using Localization::MaskDic;
 
-// The mask lines; with `loadable`, only those with a translation (a
-// translation made only of "{0}" writes as nothing, and reads as no mask).
+// The mask lines that fit the reader's line buffer (a longer one, which
+// escaping can make of a line that fitted, reads as pieces); with
+// `loadable`, only those with a translation (a translation made only of
+// "{0}" writes as nothing, and reads as no mask).
 std::string Lines(const MaskDic& masks, bool loadable) {
   Collection lines(csOWNER);
   masks.StoreStringsByMasks(lines);
@@ -24,6 +27,7 @@ std::string Lines(const MaskDic& masks, bool loadable) {
   for (int i = 0; i < lines.Count(); ++i) {
     Localization::Utils::ParseDicLine(lines[i], key, translation);
     FUZZ_CHECK(key.context == Localization::tcMask);
+    if (std::strlen(lines[i]) >= Localization::Utils::kDicLineSize) continue;
     if (!loadable || !translation.empty()) (all += lines[i]) += '\n';
   }
   return all;
