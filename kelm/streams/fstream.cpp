@@ -12,6 +12,10 @@
 #include "kelm/frame/work_mode.h"
 #include "kelm/port/file.h"
 
+// Defined before the transaction counters below: registrators take their
+// indices in the order they are constructed.
+GVars::GlobalVarRegistrator<bool, GVars::BoolVarAllocator> DiskChangeFlagRegistrator;
+
 namespace {
 
 constexpr unsigned long kWriteFailed = 29;

@@ -222,6 +222,11 @@ class FStream : public IFStream {
   unsigned long long file_pos_ = kUnknownPos;  // where the handle stands
 };
 
+// The calling thread's disk-change flag of global transactions, false in a
+// new thread. It lives beside the transaction counters for client modules
+// to set and read; FStream itself neither sets nor reads it.
+extern GVars::GlobalVarRegistrator<bool, GVars::BoolVarAllocator> DiskChangeFlagRegistrator;
+
 // An FStream with other constructors.
 class FastFStream : public FStream {
  public:
